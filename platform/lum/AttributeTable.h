@@ -1,0 +1,89 @@
+// The attribute table of a class: its attributes in the order of their declaration, each described by a small type with
+// static members. The declaring macros write the descriptions; everything generic (the documents of the state
+// interface, the reinstantiation check, a dump) walks them, so nothing lists a class's attributes a second time.
+//
+//    Lum::forEachAttribute< HostInfo >( []( auto attribute ) { puts( attribute.name ); } );
+//
+// An attribute takes the next free number of its class when it is declared: each declaration adds an overload of
+// `lumCount` for one rank more, and overload resolution finds the highest rank so far.
+#pragma once
+
+#include "platform/lum/Notifiee.h"
+
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace Lum {
+
+constexpr unsigned maxAttributes = 40;
+
+template< unsigned N >
+struct Rank : Rank< N - 1 > {
+   static constexpr unsigned rank = N;
+};
+
+template<>
+struct Rank< 0 > {
+   static constexpr unsigned rank = 0;
+};
+
+/// What an attribute is. The first six are an entity's, `field` a record of values', the others a machine's.
+enum class Form {
+   value,    ///< one value
+   set,      ///< a set of keys
+   values,   ///< values by key
+   records,  ///< values that hold their own key
+   children, ///< child entities by key
+   child,    ///< a single child entity, or none
+   field,    ///< a field of a record of values
+   argument, ///< a constructor argument of a machine
+   input,    ///< an entity that a machine watches
+   machine,  ///< a single child machine
+   machines, ///< child machines by key
+};
+
+template< AttributeId id >
+using AttributeNumber = std::integral_constant< AttributeId, id >;
+
+/// How many attributes T has.
+template< class T >
+constexpr AttributeId attributeCount = decltype( T::lumCount( Rank< maxAttributes >{} ) )::rank;
+
+/// The description of attribute number `id` of T.
+template< class T, AttributeId id >
+using AttributeOf = decltype( T::lumAttribute( AttributeNumber< id >{} ) );
+
+/// Calls `visitor` with the description of each attribute of T, in the order of declaration.
+template< class T, class Visitor >
+constexpr void forEachAttribute( Visitor && visitor ) {
+   [ & ]< AttributeId... ids >( std::integer_sequence< AttributeId, ids... > ) {
+      ( visitor( AttributeOf< T, ids >{} ), ... );
+   }
+   ( std::make_integer_sequence< AttributeId, attributeCount< T > >{} );
+}
+
+/// The full name of T as its declaration reads, "Kiv::HostInfo".
+template< class T >
+constexpr std::string_view typeName() {
+   constexpr std::string_view text = __PRETTY_FUNCTION__;
+   constexpr auto begin = text.find( "T = " ) + 4;
+   constexpr auto end = text.find_first_of( ";]", begin );
+   return text.substr( begin, end - begin );
+}
+
+} // namespace Lum
+
+/// Opens the attribute table of a class. Written once by the class's own marker macro, before the first attribute.
+#define LUM_TABLE( Self )                                                                                              \
+ public:                                                                                                               \
+   using LumSelf = Self;                                                                                               \
+   static Lum::Rank< 0 > lumCount( Lum::Rank< 0 > )
+
+/// Adds `attribute` to the table, with the description LumAttribute_<attribute> that the caller defines behind it.
+#define LUM_TABLE_ENTRY( attribute )                                                                                   \
+   static constexpr Lum::AttributeId lumId_##attribute =                                                               \
+      decltype( lumCount( Lum::Rank< Lum::maxAttributes >{} ) )::rank;                                                 \
+   static Lum::Rank< lumId_##attribute + 1 > lumCount( Lum::Rank< lumId_##attribute + 1 > );                           \
+   struct LumAttribute_##attribute;                                                                                    \
+   static LumAttribute_##attribute lumAttribute( Lum::AttributeNumber< lumId_##attribute > )

@@ -1,0 +1,169 @@
+// The reactor runtime: how a change of an attribute reaches the machines that watch it.
+//
+// Attributes fire. A mutator that really changes something stores the new value and then, before it returns, visits
+// everyone who subscribed to that attribute. Handlers therefore run on the mutator's stack; a handler that writes
+// another attribute nests further handlers. There is no queue: whatever must not run nested is given to a
+// Moth::TimerTask.
+//
+//    struct Lamp : Lum::Entity {            class SwitchSm : public Lum::PtrInterface {
+//       LUM_ENTITY( Lamp );                    LUM_MACHINE( SwitchSm );
+//       LUM_VALUE( lit, bool );              public:
+//    };                                        LUM_ARG_INPUT( lamp, Lamp const, LUM_ON( lit, handleLit ) );
+//                                              void handleInitialized() { handleLit(); }
+//    lamp->litIs( true );                      void handleLit();   // runs before litIs returns
+//                                           };
+//
+// What holds during a visit:
+//  - Notifiees are called in the order in which they registered. One that registers during a visit is not called by
+//    it: a new machine reads the present state by itself.
+//  - One that goes away during a visit (unregistered, a zombie, retargeted, destroyed) is not called any more.
+//  - While a handler runs, its machine, the machine's owners and the entity that fires stay alive, whatever the handler
+//    deletes.
+//  - An exception that leaves a handler is caught at that one call and given to onNotificationException; the visit
+//    goes on.
+//  - Nobody may assume what changed: a handler reads the present state. It takes its key by value, since what it was
+//    handed may be gone after its first write.
+//
+// Who is called. Each attribute has a list of its own, so a change costs the subscribers of that attribute. A
+// subscription to a collection may be
+//  - to the collection: its handler is called with the key of the member that came, changed or went;
+//  - to one key: it is called for that key only, and a change of one key costs nothing to those of other keys;
+//  - to an attribute of every member (child entities only): one subscription stands for a reactor on each member,
+//    whatever their number, and is called with the member whose attribute changed.
+// Subscriptions of all kinds are called in the one order of registration.
+//
+// Retargeting. A reactor (Reactor.h) is a set of subscriptions on one entity, its notifier, that belongs to a machine.
+// Making it calls nothing. Giving it another notifier calls the all-keys handlers once, unless the new notifier is null
+// or the reactor is a zombie. A reactor of a zombie or of a machine whose notification is off is on no list.
+#pragma once
+
+#include "platform/lum/PtrInterface.h"
+
+#include <cstdint>
+#include <string>
+
+namespace Lum {
+
+/// The number of an attribute within its class, in the order of declaration.
+using AttributeId = std::uint16_t;
+
+class NotifieeList;
+class Subscription;
+class Visit;
+
+/// What is told of a change. `key` points to the collection's key, null for an attribute without keys, and is valid
+/// for the call only. `member` is the child entity concerned: of a collection of children the one that came or went,
+/// of a subscription to the members' attribute the member that changed; else null.
+struct Change {
+   void const * key = nullptr;
+   PtrInterface * member = nullptr;
+};
+
+/// Someone who is told of changes. `which` tells the subscriptions of one notifiee apart.
+class NotifieeConst {
+ public:
+   virtual void onAttribute( Subscription const & which, Change const & change ) = 0;
+   PtrInterface * machine() const { return machine_; }
+
+ protected:
+   explicit NotifieeConst( PtrInterface * machine ) : machine_( machine ) {}
+   ~NotifieeConst() = default;
+
+ private:
+   PtrInterface * machine_;
+};
+
+/// One place in one list.
+class Subscription {
+ public:
+   Subscription() = default;
+   Subscription( Subscription const & ) = delete;
+   Subscription & operator=( Subscription const & ) = delete;
+   ~Subscription() { unsubscribe(); }
+
+   bool subscribed() const { return list_ != nullptr; }
+   void subscribe( NotifieeList & list, NotifieeConst * notifiee );
+   void unsubscribe();
+
+ private:
+   friend class NotifieeList;
+   friend class Visit;
+
+   Subscription * previous_ = nullptr;
+   Subscription * next_ = nullptr;
+   NotifieeList * list_ = nullptr;
+   NotifieeConst * notifiee_ = nullptr;
+   std::uint64_t registration_ = 0; // rises with every subscription made
+};
+
+/// The subscribers of one attribute, or of one key of it, in the order of their registration.
+class NotifieeList {
+ public:
+   NotifieeList() = default;
+   NotifieeList( NotifieeList const & ) = delete;
+   NotifieeList & operator=( NotifieeList const & ) = delete;
+   ~NotifieeList();
+
+   bool empty() const { return first_ == nullptr; }
+
+ private:
+   friend class Subscription;
+   friend class Visit;
+
+   Subscription * first_ = nullptr;
+   Subscription * last_ = nullptr;
+};
+
+/// One firing under way: a walk over up to three lists at once, in the order of registration.
+class Visit {
+ public:
+   Visit() : outer_( innermost_ ), newest_( registrations_ ) { innermost_ = this; }
+   Visit( Visit const & ) = delete;
+   Visit & operator=( Visit const & ) = delete;
+   ~Visit() { innermost_ = outer_; }
+
+   void add( NotifieeList const & list ) {
+      if( list.first_ ) next_[ lists_++ ] = list.first_;
+   }
+
+   /// Calls every subscriber; `watched` names the attribute and is asked only when an exception left a handler.
+   template< class Watched >
+   void run( Change const & change, Watched const & watched ) {
+      while( Subscription * each = take() ) {
+         KeepAlive const alive( each->notifiee_->machine() );
+         try {
+            each->notifiee_->onAttribute( *each, change );
+         } catch( ... ) {
+            onNotificationException( watched() );
+         }
+      }
+   }
+
+ private:
+   friend class Subscription;
+
+   /// The subscriber that registered first of those not called yet; null at the end.
+   Subscription * take();
+   void left( Subscription const & gone );
+
+   static inline Visit * innermost_ = nullptr;
+   static inline std::uint64_t registrations_ = 0;
+
+   Visit * outer_;
+   std::uint64_t newest_;
+   unsigned lists_ = 0;
+   Subscription * next_[ 3 ];
+};
+
+inline Subscription * Visit::take() {
+   Subscription ** best = nullptr;
+   for( unsigned i = 0; i < lists_; ++i ) {
+      if( next_[ i ] && ( !best || next_[ i ]->registration_ < ( *best )->registration_ ) ) best = &next_[ i ];
+   }
+   if( !best || ( *best )->registration_ > newest_ ) return nullptr;
+   auto * const each = *best;
+   *best = each->next_;
+   return each;
+}
+
+} // namespace Lum

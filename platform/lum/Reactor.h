@@ -1,0 +1,159 @@
+// A reactor: a machine's set of subscriptions on one entity. Machines do not write reactors; they declare an input with
+// its reactions (Machine.h), and this class carries them out.
+#pragma once
+
+#include "platform/lum/Entity.h"
+
+#include <array>
+#include <utility>
+
+namespace Lum {
+
+/// The kinds of subscription that a reaction may ask for; see LUM_ON and its kin in Machine.h.
+template< class Attribute >
+struct OnAttribute {}; // every change: all keys of a collection
+template< class Attribute >
+struct OnKey {}; // one key of a collection
+template< class Children, class Attribute >
+struct OnMember {}; // an attribute of every child
+template< class Children >
+struct OnMembership {}; // a child comes or goes
+
+/// `Input` is the description of the machine's input: Machine, Watched, the count of reactions, and
+/// `reactions( visitor )`, which shows the visitor each of them in order.
+template< class Input >
+class Reactor final : public NotifieeConst {
+ public:
+   using Machine = typename Input::Machine;
+   using Watched = typename Input::Watched;
+
+   explicit Reactor( Machine * machine ) : NotifieeConst( machine ) {}
+   Reactor( Reactor const & ) = delete;
+   Reactor & operator=( Reactor const & ) = delete;
+   ~Reactor() { disconnect(); }
+
+   Ptr< Watched > const & notifier() const { return notifier_; }
+
+   /// Watches `notifier` from now on. The first binding calls nothing; a later one to another entity calls the
+   /// all-keys handlers once, before it returns.
+   void notifierIs( Ptr< Watched > notifier ) {
+      if( notifier == notifier_ ) return;
+      disconnect();
+      notifier_ = std::move( notifier );
+      connect();
+      if( !notifier_ || !std::exchange( bound_, true ) || zombie_ ) return;
+      Input::reactions( [ this ]( auto kind, auto handler, auto... ) { callAllKeys( kind, handler ); } );
+   }
+
+   void zombieIs( bool zombie ) {
+      zombie_ = zombie;
+      reconnect();
+   }
+   void activeIs( bool active ) {
+      active_ = active;
+      reconnect();
+   }
+
+   void onAttribute( Subscription const & which, Change const & change ) override {
+      std::size_t index = static_cast< std::size_t >( &which - subscriptions_.data() );
+      Input::reactions( [ & ]( auto kind, auto handler, auto... ) {
+         if( index-- == 0 ) call( kind, handler, change );
+      } );
+   }
+
+ private:
+   Machine & machine() const { return static_cast< Machine & >( *NotifieeConst::machine() ); }
+
+   void reconnect() {
+      disconnect();
+      connect();
+   }
+
+   void connect() {
+      if( !notifier_ || zombie_ || !active_ ) return;
+      std::size_t index = 0;
+      Input::reactions( [ & ]( auto kind, auto, auto... key ) {
+         subscriptions_[ index++ ].subscribe( listOf( kind, key... ), this );
+      } );
+   }
+   void disconnect() {
+      if constexpr( Input::count > 0 ) {
+         if( !subscriptions_[ 0 ].subscribed() ) return;
+         std::size_t index = 0;
+         Input::reactions( [ & ]( auto kind, auto, auto... key ) {
+            subscriptions_[ index++ ].unsubscribe();
+            drop( kind, key... );
+         } );
+      }
+   }
+
+   template< class A >
+   NotifieeList & listOf( OnAttribute< A > ) const {
+      return A::list( *notifier_ );
+   }
+   template< class A, class KeyOf >
+   NotifieeList & listOf( OnKey< A >, KeyOf keyOf ) const {
+      return A::keyNotifiees( *notifier_ ).list( keyOf( machine() ) );
+   }
+   template< class C, class A >
+   NotifieeList & listOf( OnMember< C, A > ) const {
+      return C::memberNotifiees( *notifier_ ).list( A::id );
+   }
+   template< class C >
+   NotifieeList & listOf( OnMembership< C > ) const {
+      return C::list( *notifier_ );
+   }
+
+   // A key's list goes with its last subscriber. The key must be a constructor argument of the machine, so that it is
+   // still the same.
+   template< class A, class KeyOf >
+   void drop( OnKey< A >, KeyOf keyOf ) const {
+      A::keyNotifiees( *notifier_ ).dropIfEmpty( keyOf( machine() ) );
+   }
+   template< class Kind >
+   void drop( Kind ) const {}
+
+   template< class A, class Handler >
+   void call( OnAttribute< A >, Handler handler, Change const & change ) {
+      if constexpr( requires { typename A::Key; } ) {
+         handler( machine(), *static_cast< typename A::Key const * >( change.key ) );
+      } else {
+         handler( machine() );
+      }
+   }
+   template< class A, class Handler >
+   void call( OnKey< A >, Handler handler, Change const & ) {
+      handler( machine() );
+   }
+   template< class C, class A, class Handler >
+   void call( OnMember< C, A >, Handler handler, Change const & change ) {
+      handler( machine(), memberOf< C >( change ) );
+   }
+   template< class C, class Handler >
+   void call( OnMembership< C >, Handler handler, Change const & change ) {
+      handler( machine(), memberOf< C >( change ) );
+   }
+   template< class C >
+   static Ptr< typename C::Value > memberOf( Change const & change ) {
+      return static_cast< typename C::Value * >( change.member );
+   }
+
+   template< class Kind, class Handler >
+   void callAllKeys( Kind, Handler handler ) {
+      handler( machine() );
+   }
+   template< class C, class A, class Handler >
+   void callAllKeys( OnMember< C, A >, Handler ) {} // covered by the reaction to the membership
+   template< class C, class Handler >
+   void callAllKeys( OnMembership< C >, Handler handler ) {
+      for( auto const & [ key, member ] : C::all( *notifier_ ) ) handler( machine(), member );
+   }
+
+   Ptr< Watched > notifier_;
+   bool bound_ = false;
+   bool zombie_ = false;
+   bool active_ = true;
+   std::array< Subscription, Input::count > subscriptions_;
+};
+
+} // namespace Lum

@@ -1,0 +1,65 @@
+#include "platform/lum/String.h"
+
+#include "platform/lum/Fault.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <ostream>
+
+namespace Lum {
+
+String::Rep * String::make( std::size_t size ) {
+   LUM_ASSERT( size <= UINT32_MAX );
+   auto * memory = std::malloc( sizeof( Rep ) + size + 1 );
+   if( !memory ) throw std::bad_alloc();
+   auto * rep = new( memory ) Rep{ 1, static_cast< std::uint32_t >( size ), 0 };
+   rep->text()[ size ] = '\0';
+   return rep;
+}
+
+void String::free( Rep * rep ) { std::free( rep ); }
+
+String::String( std::string_view text ) {
+   if( text.empty() ) return;
+   rep_ = make( text.size() );
+   std::memcpy( rep_->text(), text.data(), text.size() );
+}
+
+String & String::operator+=( String const & tail ) {
+   if( tail.empty() ) return *this;
+   if( empty() ) return *this = tail;
+   auto * joined = make( size() + tail.size() );
+   std::memcpy( joined->text(), charPtr(), size() );
+   std::memcpy( joined->text() + size(), tail.charPtr(), tail.size() );
+   String result;
+   result.rep_ = joined;
+   return *this = std::move( result );
+}
+
+// FNV-1a; no seed, so that collections are walked in the same order in every run.
+std::uint64_t String::hashOf( Rep & rep ) {
+   std::uint64_t hash = 0xcbf29ce484222325ull;
+   for( std::uint32_t i = 0; i < rep.size; ++i ) {
+      hash = ( hash ^ static_cast< unsigned char >( rep.text()[ i ] ) ) * 0x100000001b3ull;
+   }
+   return rep.hash = hash ? hash : 1;
+}
+
+String format( char const * form, ... ) {
+   va_list arguments;
+   va_start( arguments, form );
+   va_list again;
+   va_copy( again, arguments );
+   int const size = std::vsnprintf( nullptr, 0, form, arguments );
+   va_end( arguments );
+   std::string text( size > 0 ? static_cast< std::size_t >( size ) : 0, '\0' );
+   std::vsnprintf( text.data(), text.size() + 1, form, again );
+   va_end( again );
+   return text;
+}
+
+std::ostream & operator<<( std::ostream & out, String const & text ) { return out << text.view(); }
+
+} // namespace Lum
