@@ -78,6 +78,7 @@ constexpr std::string_view typeName() {
 #define LUM_TABLE( Self )                                                                                              \
  public:                                                                                                               \
    using LumSelf = Self;                                                                                               \
+   static void lumAttribute( void ); /* for a class without attributes: a name to look up */                           \
    static Lum::Rank< 0 > lumCount( Lum::Rank< 0 > )
 
 /// Adds `attribute` to the table, with the description LumAttribute_<attribute> that the caller defines behind it.

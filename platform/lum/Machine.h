@@ -133,6 +133,12 @@ decltype( auto ) withParent( Owner * owner, Use use, Args const &... args ) {
    }
 }
 
+/// Lets a machine that has been removed undo what it wrote, if it wrote anything.
+template< class T >
+void cleanUp( T & machine ) {
+   if constexpr( requires { machine.cleanup(); } ) machine.cleanup();
+}
+
 /// Cuts a child machine off from its owner and from activity.
 void detachMachine( PtrInterface & machine );
 
@@ -399,12 +405,14 @@ class MachineSlot {
       for( auto const & [ key, machine ] : owner.attribute##_ ) machine->hasNotificationActiveIs( active );            \
    }
 
-/// Child machines by key. The key is the machine's first constructor argument, unless LUM_SMS_KEYED says otherwise.
-#define LUM_SMS( attribute, K, ... )                                                                                   \
+/// Child machines by key. The key is the machine's first constructor argument; with LUM_SMS_KEYED it is none.
+#define LUM_SMS( attribute, K, ... ) LUM_SMS_IS_( attribute, ( this, key, key, args... ), K, __VA_ARGS__ )
+#define LUM_SMS_KEYED( attribute, K, ... ) LUM_SMS_IS_( attribute, ( this, key, args... ), K, __VA_ARGS__ )
+#define LUM_SMS_IS_( attribute, making, K, ... )                                                                       \
    LUM_TABLE_ENTRY( attribute );                                                                                       \
    template< class... Args >                                                                                           \
    Lum::Ptr< __VA_ARGS__ > attribute##Is( K key, Args const &... args ) {                                              \
-      return attribute##_.make( this, key, key, args... );                                                             \
+      return attribute##_.make making;                                                                                 \
    }                                                                                                                   \
    Lum::Ptr< __VA_ARGS__ > attribute##Del( K key ) { return attribute##_.take( key ); }                                \
    void attribute##DelAll() {                                                                                          \
@@ -434,9 +442,7 @@ class MachineSlot {
    }                                                                                                                   \
    Lum::Ptr< T > attribute##Del( K key ) {                                                                             \
       auto const gone = attribute##_.take( key );                                                                      \
-      if constexpr( requires( T & machine ) { machine.cleanup(); } ) {                                                 \
-         if( gone ) gone->cleanup();                                                                                   \
-      }                                                                                                                \
+      if( gone ) Lum::cleanUp( *gone );                                                                                \
       return gone;                                                                                                     \
    }                                                                                                                   \
    void attribute##DelAll() {                                                                                          \

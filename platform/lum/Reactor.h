@@ -42,7 +42,7 @@ class Reactor final : public NotifieeConst {
       notifier_ = std::move( notifier );
       connect();
       if( !notifier_ || !std::exchange( bound_, true ) || zombie_ ) return;
-      Input::reactions( [ this ]( auto kind, auto handler, auto... ) { callAllKeys( kind, handler ); } );
+      Input::reactions( [ this ]( auto kind, auto handler, auto... ) { this->callAllKeys( kind, handler ); } );
    }
 
    void zombieIs( bool zombie ) {

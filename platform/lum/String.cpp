@@ -1,6 +1,7 @@
 #include "platform/lum/String.h"
 
 #include "platform/lum/Fault.h"
+#include "platform/lum/Hash.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -44,6 +45,7 @@ std::uint64_t String::hashOf( Rep & rep ) {
    for( std::uint32_t i = 0; i < rep.size; ++i ) {
       hash = ( hash ^ static_cast< unsigned char >( rep.text()[ i ] ) ) * 0x100000001b3ull;
    }
+   hash = mix( hash ); // the tables choose by the top bits
    return rep.hash = hash ? hash : 1;
 }
 

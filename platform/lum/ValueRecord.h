@@ -13,11 +13,6 @@
 
 namespace Lum {
 
-template< class T >
-concept ValueRecord = requires {
-   typename T::LumValueRecord;
-};
-
 /// The strep of a record: the type's name, then each field by name.
 template< ValueRecord T >
 String valueToStrep( T const & record ) {
@@ -51,25 +46,28 @@ T sequenceToValue( std::string_view & text ) {
    LUM_TABLE( Self );                                                                                                  \
    using LumValueRecord = void;                                                                                        \
    bool operator==( Self const & ) const = default;                                                                    \
-   Lum::String stringValue() const { return Lum::valueToStrep( *this ); }
+   Lum::String stringValue() const { return Lum::valueToStrep( *this ); }                                              \
+   static_assert( true )
 
 /// A field with its zero value as default; `LUM_FIELD_DEFAULT` names another.
-#define LUM_FIELD( field, ... ) LUM_FIELD_( field, false, ( __VA_ARGS__{} ), __VA_ARGS__ )
-#define LUM_FIELD_DEFAULT( field, initially, ... ) LUM_FIELD_( field, false, ( initially ), __VA_ARGS__ )
+#define LUM_FIELD( attribute, ... ) LUM_FIELD_( attribute, false, ( __VA_ARGS__{} ), __VA_ARGS__ )
+#define LUM_FIELD_DEFAULT( attribute, initially, ... ) LUM_FIELD_( attribute, false, ( initially ), __VA_ARGS__ )
 /// The field that is the record's key in the collection that holds it.
-#define LUM_KEY_FIELD( field, ... )                                                                                    \
-   LUM_FIELD_( field, true, ( __VA_ARGS__{} ), __VA_ARGS__ );                                                          \
-   __VA_ARGS__ const & lumKey() const { return field; }                                                                \
-   void lumKeyIs( __VA_ARGS__ key ) { field = std::move( key ); }
+#define LUM_KEY_FIELD( attribute, ... )                                                                                \
+   LUM_FIELD_( attribute, true, ( __VA_ARGS__{} ), __VA_ARGS__ );                                                      \
+   __VA_ARGS__ const & lumKey() const { return attribute; }                                                            \
+   void lumKeyIs( __VA_ARGS__ keyOfIt ) { attribute = std::move( keyOfIt ); }                                          \
+   static_assert( true )
 
-#define LUM_FIELD_( field, key, initially, ... )                                                                       \
-   LUM_TABLE_ENTRY( field );                                                                                           \
-   __VA_ARGS__ field = initially;                                                                                      \
-   struct LumAttribute_##field {                                                                                       \
+#define LUM_FIELD_( attribute, itsKey, initially, ... )                                                                \
+   LUM_TABLE_ENTRY( attribute );                                                                                       \
+   __VA_ARGS__ attribute = initially;                                                                                  \
+   struct LumAttribute_##attribute {                                                                                   \
       using Value = __VA_ARGS__;                                                                                       \
-      static constexpr char const * name = #field;                                                                     \
+      static constexpr char const * name = #attribute;                                                                 \
       static constexpr Lum::Form form = Lum::Form::field;                                                              \
-      static constexpr bool isKey = key;                                                                               \
-      static Value const & get( LumSelf const & record ) { return record.field; }                                      \
-      static Value & get( LumSelf & record ) { return record.field; }                                                  \
+      static constexpr bool isKey = itsKey;                                                                            \
+      static Value initial() { return initially; }                                                                     \
+      static Value const & get( LumSelf const & record ) { return record.attribute; }                                  \
+      static Value & get( LumSelf & record ) { return record.attribute; }                                              \
    }

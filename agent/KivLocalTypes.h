@@ -1,0 +1,118 @@
+// The agent's own records: the blackboard, on which machines meet that do not call each other, and the roll-up of what
+// the switches remembered. They live in this process only.
+#pragma once
+
+#include "platform/kiv/SwitchPair.h"
+#include "platform/lum/Entity.h"
+#include "platform/lum/ValueRecord.h"
+#include "platform/moth/TaskScheduler.h"
+#include "platform/neroli/EthAddr.h"
+#include "platform/neroli/IpGenAddr.h"
+#include "platform/vxlan/Vni.h"
+
+namespace Kiv {
+
+/// A host in a VNI.
+struct IpVniPair {
+   LUM_VALUE_RECORD( IpVniPair );
+   LUM_FIELD( ip, Neroli::IpGenAddr );
+   LUM_FIELD( vni, Vxlan::VniOrNone );
+
+   /// By address, then by VNI.
+   friend bool operator<( IpVniPair const & a, IpVniPair const & b ) {
+      return a.ip == b.ip ? a.vni < b.vni : a.ip < b.ip;
+   }
+   bool operator!() const { return *this == IpVniPair{}; }
+   std::uint64_t hash( std::uint64_t seed ) const {
+      seed = Lum::hashCombine( seed, std::hash< Neroli::IpGenAddr >()( ip ) );
+      return Lum::hashCombine( seed, vni.value() );
+   }
+};
+
+/// Bears the names of the four flow roles. All values of the type are equal.
+struct PolicyFlowName {
+   static constexpr char const * serviceVtepIngress = "ServiceVtepIngress";
+   static constexpr char const * serviceVtepEgress = "ServiceVtepEgress";
+   static constexpr char const * insideVtepIngress = "InsideVtepIngress"; // then "-" and the host's address
+   static constexpr char const * insideVtepEgress = "InsideVtepEgress";
+
+   friend bool operator==( PolicyFlowName, PolicyFlowName ) { return true; }
+   friend bool operator<( PolicyFlowName, PolicyFlowName ) { return false; }
+};
+
+/// One intercepted host. Written by the location machines but for `policy` and `allPolicy`, and restored at a restart.
+class HostInfo : public Lum::Entity {
+   LUM_ENTITY( HostInfo, name, Neroli::IpGenAddr );
+   LUM_VALUE( policy, Lum::String );      // the one group that controls the host; written by IpToPolicySm
+   LUM_SET( allPolicy, Lum::String );     // every group that names the host; written by their brains
+   LUM_VALUE( mac, Neroli::EthAddr );     // all zero: not learnt yet
+   LUM_VALUE( switchPair, SwitchPair );   // empty: no location
+   LUM_VALUE( vni, Vxlan::VniOrNone );    // where it was learnt; none until then
+};
+
+/// The groups that name an interface UUID as near or far.
+class IntfUuidToPolicy : public Lum::Entity {
+   LUM_ENTITY( IntfUuidToPolicy, name, Lum::String );
+   LUM_SET( policy, Lum::String );
+};
+
+/// The service VNIs of a group. A key is an original VNI in which the group has a host; its value is the service VNI,
+/// or none while the request waits. The group's brain asks and withdraws, ServiceVniSm answers.
+class PolicyInfo : public Lum::Entity {
+   LUM_ENTITY( PolicyInfo, name, Lum::Name );
+   LUM_VALUES( originalToServiceVni, Vxlan::VniOrNone, Vxlan::VniOrNone );
+};
+
+/// The blackboard. It outlives the enabling and disabling of the feature.
+class PolicyHelperInfo : public Lum::Entity {
+   LUM_ENTITY( PolicyHelperInfo, name, Lum::Name );
+
+   PolicyHelperInfo( Lum::Name name, Lum::Ptr< Moth::TaskScheduler > taskScheduler )
+         : PolicyHelperInfo( std::move( name ) ) {
+      taskScheduler_ = std::move( taskScheduler );
+   }
+   ~PolicyHelperInfo() override {
+      ipToPolicyDelAll();
+      intfUuidToPolicyDelAll();
+      policyInfoDelAll();
+   }
+
+   /// What machines use for their timer tasks.
+   Lum::Ptr< Moth::TaskScheduler > const & taskScheduler() const { return taskScheduler_; }
+
+   LUM_CHILDREN( ipToPolicy, Neroli::IpGenAddr, HostInfo );
+   LUM_VALUES( vtepIpToSwitchPair, Neroli::IpGenAddr, SwitchPair ); // which switches own a VTEP address
+   LUM_VALUES( vtepSwitchIdToIp, Lum::String, Neroli::IpAddr );     // the VTEP address of a switch
+   LUM_CHILDREN( intfUuidToPolicy, Lum::String, IntfUuidToPolicy );
+   LUM_VALUES( intfUuidToOwnerPolicy, Lum::String, Lum::String ); // the one group that may use a UUID
+   LUM_SET( publishEligibleSwitch, Lum::String ); // the switches, in hyphen form, that have a fragment
+   LUM_CHILDREN( policyInfo, Lum::Name, PolicyInfo );
+
+ private:
+   Lum::Ptr< Moth::TaskScheduler > taskScheduler_;
+};
+
+/// The elected view of one fragment over all switches.
+class VtepPolicyFragmentStatus : public Lum::Entity {
+   LUM_ENTITY( VtepPolicyFragmentStatus, name, Lum::Name );
+   LUM_VALUE( originalVni, Vxlan::VniOrNone );
+   LUM_VALUE( serviceVni, Vxlan::VniOrNone ); // the winner among the switches
+};
+
+/// That of all fragments.
+class VtepAllPolicyFragmentStatus : public Lum::Entity {
+   LUM_ENTITY( VtepAllPolicyFragmentStatus, name, Lum::Name );
+   LUM_CHILDREN( fragmentStatus, Lum::Name, VtepPolicyFragmentStatus );
+};
+
+/// An empty VtepAllPolicyFragmentStatus of that name.
+inline Lum::Ptr< VtepAllPolicyFragmentStatus > vtepAllPolicyFragmentStatusFactory( Lum::Name name ) {
+   return new VtepAllPolicyFragmentStatus( std::move( name ) );
+}
+
+} // namespace Kiv
+
+template<>
+struct std::hash< Kiv::IpVniPair > {
+   std::size_t operator()( Kiv::IpVniPair const & pair ) const { return pair.hash( 0 ); }
+};

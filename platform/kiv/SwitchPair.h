@@ -1,0 +1,58 @@
+// The location of a VTEP.
+#pragma once
+
+#include "platform/lum/String.h"
+
+#include <string_view>
+#include <utility>
+
+namespace Kiv {
+
+/// The ids of the one or two switches that share a VTEP address; two are an MLAG pair. An empty id is an empty slot,
+/// never a member; both slots are empty by default. The newest member stands in `first`.
+class SwitchPair {
+ public:
+   SwitchPair() = default;
+   explicit SwitchPair( Lum::String first, Lum::String second = {} )
+      : first_( std::move( first ) ), second_( std::move( second ) ) {}
+
+   Lum::String const & first() const { return first_; }
+   Lum::String const & second() const { return second_; }
+
+   /// The number of members: 0, 1 or 2.
+   unsigned members() const { return !first_.empty() + !second_.empty(); }
+   bool isMember( Lum::String const & switchId ) const {
+      return !switchId.empty() && ( first_ == switchId || second_ == switchId );
+   }
+   /// The slot beside the one that holds `switchId`; it may be empty. For a switch that is no member: `first`.
+   Lum::String other( Lum::String const & switchId ) const { return first_ == switchId ? second_ : first_; }
+   /// A member, `first` before `second`; empty if there is none.
+   Lum::String getValidSwitch() const { return first_.empty() ? second_ : first_; }
+   /// True if every member of `pair` is a member here, and one here is not there. The empty pair is included in every
+   /// other one.
+   bool strictInclude( SwitchPair const & pair ) const {
+      return pair.difference( *this ).members() == 0 && difference( pair ).members() > 0;
+   }
+   /// The members that are not in `pair`, each in its slot.
+   SwitchPair difference( SwitchPair const & pair ) const {
+      return SwitchPair( pair.isMember( first_ ) ? Lum::String() : first_,
+                         pair.isMember( second_ ) ? Lum::String() : second_ );
+   }
+
+   /// Slot by slot: the same members the other way round are another pair.
+   friend bool operator==( SwitchPair const &, SwitchPair const & ) = default;
+
+   /// The members joined by "/", or "none". For readers; it does not parse back.
+   Lum::String stringValue() const;
+   friend std::ostream & operator<<( std::ostream & out, SwitchPair const & pair ) { return out << pair.stringValue(); }
+
+   /// "Value('Kiv::SwitchPair', ** {'first': %s, 'second': %s})".
+   Lum::String strep() const;
+   static SwitchPair sequenceToValue( std::string_view & rest );
+
+ private:
+   Lum::String first_;
+   Lum::String second_;
+};
+
+} // namespace Kiv

@@ -1,0 +1,87 @@
+#include "platform/lum/Log.h"
+
+#include "platform/lum/Clock.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string_view>
+#include <unordered_map>
+
+namespace Lum {
+
+namespace {
+
+struct {
+   LogSink call = nullptr;
+   void * context = nullptr;
+} sink;
+
+/// How many more equal messages may go out; it refills with time.
+struct Allowance {
+   double left;
+   double when; // `left` held at this time
+   double interval;
+   double burst;
+
+   double leftAt( double time ) const { return std::min( burst, left + std::max( 0.0, time - when ) / interval ); }
+};
+
+using Allowances = std::unordered_map< std::uint64_t, Allowance >;
+
+// By hash of message and arguments. A full allowance is as good as none, so those are dropped when many have gathered.
+Allowances & allowances() {
+   static Allowances all;
+   return all;
+}
+
+void dropFull( Allowances & all, double time ) {
+   std::erase_if( all, [ time ]( auto const & each ) { return each.second.leftAt( time ) >= each.second.burst; } );
+}
+
+std::string formatted( std::string_view format, std::initializer_list< std::string > args ) {
+   std::string text;
+   auto const * arg = args.begin();
+   for( std::size_t i = 0; i < format.size(); ++i ) {
+      char const code = format[ i ] == '%' && i + 1 < format.size() ? format[ ++i ] : '\0';
+      if( code == 's' || code == 'd' ) {
+         LUM_ASSERT( arg != args.end() );
+         text += *arg++;
+      } else {
+         text += format[ i ];
+      }
+   }
+   LUM_ASSERT( arg == args.end() );
+   return text;
+}
+
+} // namespace
+
+LogHandle::LogHandle( char const * name, LogSeverity severity, char const * format, char const * explanation,
+                      char const * recommendedAction, double interval, double burst, unsigned char rateLimitArgs )
+   : name_( name ), severity_( severity ), format_( format ), explanation_( explanation ),
+     recommendedAction_( recommendedAction ), interval_( interval ), burst_( std::max( 1.0, burst ) ),
+     rateLimitArgs_( rateLimitArgs ), idHash_( String( name ).hash() ) {}
+
+bool LogHandle::okToLog( std::uint64_t hash ) const {
+   if( interval_ <= 0 ) return true;
+   constexpr std::size_t many = 1024;
+   double const time = now();
+   auto & all = allowances();
+   if( all.size() >= many ) dropFull( all, time );
+   auto & allowance = all.try_emplace( hash, Allowance{ burst_, time, interval_, burst_ } ).first->second;
+   double const left = allowance.leftAt( time );
+   bool const ok = left >= 1;
+   allowance.left = ok ? left - 1 : left;
+   allowance.when = time;
+   return ok;
+}
+
+void logSinkIs( LogSink call, void * context ) { sink = { call, context }; }
+
+void logText( LogHandle const & handle, std::initializer_list< std::string > args ) {
+   LogMessage const message{ handle.name(), handle.severity(), formatted( handle.format(), args ) };
+   if( sink.call ) return sink.call( sink.context, message );
+   std::fprintf( stderr, "%s: %s\n", message.handle.charPtr(), message.text.charPtr() );
+}
+
+} // namespace Lum

@@ -1,0 +1,63 @@
+#include "policy/KivPolicyFragment.h"
+
+#include "platform/harbor/SystemId.h"
+#include "platform/ribbon/TwinRibbon.h"
+
+TRACE_MODULE( "KivServicePolicy" );
+
+namespace Kiv {
+
+namespace {
+
+Lum::Name canonicalName( Lum::String const & switchId ) { return Harbor::systemIdFromString( switchId ).stringValue(); }
+
+} // namespace
+
+V1::PolicyFlowInfo constructFlow( Lum::String name, Vxlan::VniOrNone matchVni, Neroli::EthAddr matchSMac,
+                                  Neroli::EthAddr matchDstMac, Vxlan::VniOrNone rewriteVni,
+                                  V1::InterceptPoint interceptAt, Lum::String serviceIntf ) {
+   TRACE8( trace(), name, " matchVni: ", matchVni, " matchSMac: ", matchSMac, " matchDstMac: ", matchDstMac,
+           " rewriteVni: ", rewriteVni, " interceptAt: ", interceptAt, " serviceIntf: ", serviceIntf );
+   V1::PolicyFlowInfo flow;
+   flow.flowName = std::move( name );
+   flow.matchVni = matchVni;
+   flow.matchSMac = matchSMac;
+   flow.matchDstMac = matchDstMac;
+   flow.rewriteVni = rewriteVni;
+   flow.interceptAt = interceptAt;
+   flow.serviceIntf = std::move( serviceIntf );
+   TRACE7( trace(), " return" );
+   return flow;
+}
+
+Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( Lum::String switchId, Lum::String fragmentName,
+                                                              Lum::Ptr< Lum::Dir > const & policyPublishBaseDir,
+                                                              Lum::Ptr< PolicyHelperInfo > const & policyHelperInfo ) {
+   TRACE8( trace(), " switchId: ", switchId, " Policy fragment: ", fragmentName );
+   auto const name = canonicalName( switchId );
+   auto const published = policyPublishBaseDir->createEntity< V1::KivPolicyFragment >( name );
+   policyHelperInfo->publishEligibleSwitchIs( name, true );
+   auto const fragment = published->policyFragmentIs( fragmentName );
+   fragment->grCookieIs( "GrCookie" );
+   return fragment;
+}
+
+Lum::Ptr< V1::ServicePolicyFragment > getPolicyFragment( Lum::String const & switchId, Lum::String const & fragmentName,
+                                                         Lum::Ptr< Lum::Dir > const & policyPublishBaseDir ) {
+   auto const published = Lum::entryOf< V1::KivPolicyFragment >( policyPublishBaseDir, canonicalName( switchId ) );
+   return published ? published->policyFragment( fragmentName ) : nullptr;
+}
+
+void revokePublishedPolicy( Lum::String switchId, Lum::String fragmentName,
+                            Lum::Ptr< Lum::Dir > const & policyPublishBaseDir,
+                            Lum::Ptr< PolicyHelperInfo > const & policyHelperInfo ) {
+   TRACE8( trace(), " switchId: ", switchId, " Policy fragment: ", fragmentName );
+   auto const name = canonicalName( switchId );
+   auto const published = Lum::entryOf< V1::KivPolicyFragment >( policyPublishBaseDir, name );
+   if( !published ) return;
+   TRACE6( trace(), " Deleting policy Fragment:", fragmentName );
+   published->policyFragmentDel( fragmentName );
+   if( published->policyFragment().empty() ) policyHelperInfo->publishEligibleSwitchDel( name );
+}
+
+} // namespace Kiv

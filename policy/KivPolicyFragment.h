@@ -1,0 +1,40 @@
+// What is published to one switch for one policy group and original VNI: making, finding and revoking a fragment, and
+// building its flows. The four flow kinds are the redirect design of the whole system:
+//
+//    flow                       matches                          rewrites to       where                   tied to
+//    InsideVtepIngress-<host>   original VNI and the host's MAC  the service VNI   the host's ports, in    -
+//    InsideVtepEgress           the service VNI                  the original VNI  the host's ports, out   -
+//    ServiceVtepIngress         the original VNI                 the service VNI   the device's ports, in  "near"
+//    ServiceVtepEgress          the service VNI                  the original VNI  the device's ports, out "near"
+//
+// Only the first takes a host's traffic away from its VNI; so it comes last and goes first.
+#pragma once
+
+#include "agent/KivLocalTypes.h"
+#include "platform/kiv/PolicyFragment.h"
+#include "platform/lum/Dir.h"
+
+namespace Kiv {
+
+/// A flow of the given fields; all others stay zero.
+V1::PolicyFlowInfo constructFlow( Lum::String name, Vxlan::VniOrNone matchVni, Neroli::EthAddr matchSMac,
+                                  Neroli::EthAddr matchDstMac, Vxlan::VniOrNone rewriteVni,
+                                  V1::InterceptPoint interceptAt, Lum::String serviceIntf );
+
+/// The fragment of that name on a switch, made with its cookie if it is not there; never null. Makes the switch
+/// eligible for publishing. An existing fragment keeps all that it holds. `switchId` may have colon or hyphen form.
+Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( Lum::String switchId, Lum::String fragmentName,
+                                                              Lum::Ptr< Lum::Dir > const & policyPublishBaseDir,
+                                                              Lum::Ptr< PolicyHelperInfo > const & policyHelperInfo );
+
+/// The fragment of that name on a switch, null if there is none. Changes nothing.
+Lum::Ptr< V1::ServicePolicyFragment > getPolicyFragment( Lum::String const & switchId, Lum::String const & fragmentName,
+                                                         Lum::Ptr< Lum::Dir > const & policyPublishBaseDir );
+
+/// Takes a fragment off a switch with everything that it holds; the switch's last one ends its eligibility. The
+/// switch's directory entry stays. An unknown switch is passed over.
+void revokePublishedPolicy( Lum::String switchId, Lum::String fragmentName,
+                            Lum::Ptr< Lum::Dir > const & policyPublishBaseDir,
+                            Lum::Ptr< PolicyHelperInfo > const & policyHelperInfo );
+
+} // namespace Kiv

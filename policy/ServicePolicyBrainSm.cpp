@@ -1,0 +1,314 @@
+// One policy group: its hosts, its readiness and its end.
+#include "policy/KivServicePolicySm.h"
+
+#include "platform/ribbon/TwinRibbon.h"
+
+TRACE_MODULE( "KivServicePolicy" );
+
+namespace Kiv {
+
+namespace {
+
+using State = PolicyRunningState;
+
+} // namespace
+
+void ServicePolicyBrainSm::handleInitialized() {
+   TRACE8( trace(), " Policy: ", name() );
+   initializedIs( true );
+   policyInfoIs( policyHelperInfo()->policyInfoIs( name() ) );
+   policyRunningInfoIs( policyRunningInfoCol()->policyRunningInfoIs( name() ) );
+   fragmentRunningInfoFollow();                                // binding to a first record calls nothing
+   policyRunningInfo()->policyStateIs( State::policyPending ); // restored groups start like new ones
+
+   for( auto const & [ vni, serviceVni ] : policyRunningInfo()->originalToServiceVni() ) {
+      auto const machine = makePerVniSm( vni );
+      if( auto const fragment = fragmentRunningInfo( vni ) ) {
+         TRACE6( trace(), " update switchPairFlowConverged for policyPerVniSm, oVni: ", vni );
+         machine->switchPairFlowConvergedIs( fragment->serviceFlowConverged() );
+      }
+   }
+   for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
+      if( auto const machine = policyPerVniSm( running->originalVni() ) ) machine->handleHost( ip, false );
+   }
+   if( setOrchestrationReadinessForPolicy() ) {
+      // A restored group that is ready at once has its names and UUIDs from the configuration already. Its grants may
+      // have changed since the switches reported them: by election among them, or by another VNI range.
+      handleServiceVni();
+   } else {
+      handlePolicyName();
+      handleServiceVni();
+      handleNearIntfUuid();
+      handleFarIntfUuid();
+   }
+   handleInterceptFlow();
+}
+
+void ServicePolicyBrainSm::handlePolicyName() {
+   for( auto const & [ policyName, member ] : servicePolicy()->policyName() ) handlePolicyName( policyName );
+}
+
+void ServicePolicyBrainSm::handlePolicyName( Lum::String policyName ) {
+   if( !initialized() ) return;
+   if( servicePolicy()->policyName( policyName ) ) {
+      policyRunningInfo()->policyNameIs( policyName, true );
+   } else {
+      policyRunningInfo()->policyNameDel( policyName );
+   }
+}
+
+void ServicePolicyBrainSm::handleInterceptFlow() {
+   for( auto const & [ key, flow ] : servicePolicy()->interceptFlow() ) handleInterceptFlow( key );
+}
+
+// The one place where a host enters and leaves the group.
+void ServicePolicyBrainSm::handleInterceptFlow( Neroli::IpGenAddrWithMask key ) {
+   if( !initialized() ) return;
+   TRACE8( trace(), "ip: ", key );
+   if( servicePolicy()->interceptFlow( key ) != InterceptFlowInfo() ) {
+      addInterceptFlow( key.address() );
+   } else {
+      removeInterceptFlow( key.address() );
+   }
+}
+
+void ServicePolicyBrainSm::addInterceptFlow( Neroli::IpGenAddr ip ) {
+   policyRunningInfo()->hostInfoIs( ip );
+   auto const host = policyHelperInfo()->ipToPolicyIs( ip );
+   host->allPolicyIs( name(), true );
+   // The fabric may know the host already, and what it knows was written while nobody controlled the host.
+   handleHostInfoChange( host );
+}
+
+void ServicePolicyBrainSm::removeInterceptFlow( Neroli::IpGenAddr ip ) {
+   parent()->removeIpToPolicyMapping( ip, name() );
+   if( auto const running = policyRunningInfo()->hostInfo( ip ) ) {
+      auto const vni = running->originalVni();
+      if( auto const machine = policyPerVniSm( vni ) ) {
+         machine->handleHost( ip, false );
+         if( machine->host().empty() ) {
+            machine->cleanup();
+            policyPerVniSmDel( vni );
+            policyInfo()->originalToServiceVniDel( vni ); // hands the service VNI back
+         }
+      }
+   }
+   policyRunningInfo()->hostInfoDel( ip );
+}
+
+void ServicePolicyBrainSm::handleHostInfoChange( Lum::Ptr< HostInfo > host ) {
+   // Of several groups that intercept an address, only the controlling one follows it.
+   if( initialized() && host->policy() == name() ) updateAndProcessHostInfo( host->name() );
+}
+
+void ServicePolicyBrainSm::updateAndProcessHostInfo( Neroli::IpGenAddr ip ) {
+   auto const info = policyHelperInfo()->ipToPolicy( ip );
+   auto const hostRunningInfo = policyRunningInfo()->hostInfo( ip );
+   auto const originalVni = hostRunningInfo ? hostRunningInfo->originalVni() : Vxlan::VniOrNone();
+   auto const held = policyPerVniSm( originalVni );
+   if( !info ) {
+      TRACE6( trace(), " Host ", ip, " has been removed" );
+      if( held ) held->handleHost( ip, false );
+      return;
+   }
+   auto const vni = info->vni();
+   LUM_ASSERT( hostRunningInfo && ( "HostRunningInfo missing for " + ip.stringValue() ) );
+   TRACE6( trace(), " Host info: ", ip, " mac: ", info->mac(), " switchId: ", info->switchPair(), " vni: ", vni );
+   if( originalVni != vni && held ) held->handleHost( ip, false ); // it leaves the old VNI first
+   if( vni.isNone() ) return;
+   if( policyRunningInfo()->originalToServiceVni( vni ).isNone() ) {
+      TRACE6( trace(), " Request service VNI for ", vni );
+      policyInfo()->originalToServiceVniIs( vni, Vxlan::VniOrNone() );
+      return;
+   }
+   makePerVniSm( vni )->handleHost( ip, false );
+}
+
+Lum::Ptr< ServicePolicyPerVniSm > ServicePolicyBrainSm::makePerVniSm( Vxlan::VniOrNone vni ) {
+   return policyPerVniSmIs( vni, policyRunningInfo(), policyHelperInfo(), policyPublishBaseDir() );
+}
+
+void ServicePolicyBrainSm::handleServiceVni() {
+   for( auto const & [ vni, serviceVni ] : policyInfo()->originalToServiceVni() ) handleServiceVni( vni );
+}
+
+void ServicePolicyBrainSm::handleServiceVni( Vxlan::VniOrNone vni ) {
+   if( !initialized() ) return;
+   TRACE8( trace(), " Policy: ", name(), " vni: ", vni );
+   auto const granted = policyInfo()->originalToServiceVni( vni );
+   if( !granted.isNone() ) {
+      grantServiceVni( vni, granted );
+   } else if( !policyRunningInfo()->originalToServiceVni( vni ).isNone() ) {
+      withdrawServiceVni( vni );
+   } else {
+      return; // a request is open
+   }
+   // The first service VNI of a group is what can make it ready.
+   setOrchestrationReadinessForPolicy();
+}
+
+void ServicePolicyBrainSm::grantServiceVni( Vxlan::VniOrNone vni, Vxlan::VniOrNone serviceVni ) {
+   TRACE6( trace(), " for original vni: ", vni, " new service vni: ", serviceVni );
+   policyRunningInfo()->originalToServiceVniIs( vni, serviceVni );
+   auto const machine = makePerVniSm( vni );
+   machine->handleServiceVni( serviceVni );
+   handleServiceIntf();
+   takeUpWaitingHosts( *machine );
+}
+
+// The hosts that asked for the service VNI are waiting for nothing else: no further move must be needed.
+void ServicePolicyBrainSm::takeUpWaitingHosts( ServicePolicyPerVniSm & machine ) {
+   for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
+      auto const info = policyHelperInfo()->ipToPolicy( ip );
+      if( info && info->policy() == name() && info->vni() == machine.originalVni() && info->switchPair().members() > 0
+          && !machine.host( ip ) ) {
+         machine.handleHost( ip, false );
+      }
+   }
+}
+
+void ServicePolicyBrainSm::withdrawServiceVni( Vxlan::VniOrNone vni ) {
+   TRACE6( trace(), " service vni is deallocated" );
+   policyRunningInfo()->originalToServiceVniDel( vni );
+   if( auto const machine = policyPerVniSm( vni ) ) {
+      machine->cleanup();
+      policyPerVniSmDel( vni );
+   }
+}
+
+bool ServicePolicyBrainSm::setOrchestrationReadinessForPolicy() {
+   TRACE8( trace(), " Policy: ", name() );
+   policyInfoReadyIs( isReady() );
+   TRACE7( trace(), " return ", policyInfoReady() );
+   return policyInfoReady();
+}
+
+bool ServicePolicyBrainSm::isReady() const {
+   if( !initialized() || !policyRunningInfo() ) return false;
+   auto const near = policyRunningInfo()->nearIntfUuid();
+   auto const far = policyRunningInfo()->farIntfUuid();
+   return near != far && hasPorts( near ) && hasPorts( far ) && checkServiceIntfOwnership( near, far )
+          && !policyRunningInfo()->originalToServiceVni().empty();
+}
+
+bool ServicePolicyBrainSm::hasPorts( Lum::String const & uuid ) const {
+   if( uuid.empty() ) return false;
+   auto const set = serviceIntfConfig()->intfSet( uuid );
+   return set && !set->intf().empty();
+}
+
+void ServicePolicyBrainSm::policyInfoReadyIs( bool ready ) {
+   if( policyInfoReady_ == ready ) return;
+   policyInfoReady_ = ready;
+   handlePolicyInfoReady();
+}
+
+void ServicePolicyBrainSm::handlePolicyInfoReady() {
+   TRACE8( trace(), " Policy: ", name(), " ready: ", policyInfoReady() );
+   if( policyInfoReady() ) {
+      takeUp();
+   } else {
+      fallBack();
+   }
+   TRACE7( trace(), " return" );
+}
+
+void ServicePolicyBrainSm::takeUp() {
+   policyRunningInfo()->policyStateIs( State::policyOrchestrating );
+   policyHelperInfo()->intfUuidToOwnerPolicyIs( policyRunningInfo()->farIntfUuid(), name() );
+   policyHelperInfo()->intfUuidToOwnerPolicyIs( policyRunningInfo()->nearIntfUuid(), name() );
+   for( auto const & [ vni, machine ] : policyPerVniSm() ) machine->handleServiceVtepSwitchId();
+   handleServiceIntf();
+   policyRunningInfo()->policyStateIs( State::policyRunning );
+   for( auto const & [ vni, machine ] : policyPerVniSm() ) machine->handleHost();
+}
+
+// The machines stay; their flows go.
+void ServicePolicyBrainSm::fallBack() {
+   for( auto const & [ vni, machine ] : policyPerVniSm() ) machine->cleanup();
+   policyRunningInfo()->policyStateIs( State::policyPending );
+   // The UUIDs are compared with the group's name and not with the owner, and it is meant: a group that has lost a port
+   // or its last service VNI keeps its claim and does not hand its interfaces to a waiting group.
+   auto const near = policyRunningInfo()->nearIntfUuid();
+   auto const far = policyRunningInfo()->farIntfUuid();
+   if( far == name() ) policyHelperInfo()->intfUuidToOwnerPolicyDel( far );
+   if( near == name() ) policyHelperInfo()->intfUuidToOwnerPolicyDel( near );
+   policyRunningInfo()->serviceVtepSwitchIdDelAll();
+}
+
+void ServicePolicyBrainSm::handleServiceVtepSwitchId() {
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+      handleServiceVtepSwitchId( switchId );
+   }
+}
+
+// A switch that joins is the per-VNI machines' concern: they watch the same set.
+void ServicePolicyBrainSm::handleServiceVtepSwitchId( Lum::String switchId ) {
+   if( !initialized() || !policyInfoReady() ) return;
+   TRACE8( trace(), " swId: ", switchId );
+   if( policyRunningInfo()->serviceVtepSwitchId( switchId ) ) return;
+   for( auto const & [ vni, fragment ] : policyRunningInfo()->fragmentRunningInfo() ) {
+      fragment->serviceVtepFlowConvergedDel( switchId );
+   }
+}
+
+bool ServicePolicyBrainSm::matchesServiceVtep( SwitchPair const & pair ) const {
+   TRACE8( trace(), " switchPair: ", pair );
+   bool const matches = policyRunningInfo()->serviceVtepSwitchId( pair.first() )
+                        || policyRunningInfo()->serviceVtepSwitchId( pair.second() );
+   TRACE7( trace(), " return ", matches );
+   return matches;
+}
+
+void ServicePolicyBrainSm::handleCleanup() {
+   TRACE8( trace(), " policy: ", name() );
+   initializedIs( false ); // nothing below re-enters the machine
+   policyRunningInfo()->policyStateIs( State::policyDeleted );
+   for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
+      parent()->removeIpToPolicyMapping( ip, name() );
+   }
+   for( auto const & [ vni, machine ] : policyPerVniSm() ) {
+      machine->cleanup();
+      policyPerVniSmDel( vni );
+   }
+   if( policyInfo() ) policyInfo()->originalToServiceVniDelAll();
+   cleanupIntfUuidToPolicy( policyRunningInfo()->nearIntfUuid() );
+   cleanupIntfUuidToPolicy( policyRunningInfo()->farIntfUuid() );
+   policyRunningInfoCol()->policyRunningInfoDel( name() );
+   policyHelperInfo()->policyInfoDel( name() );
+}
+
+bool ServicePolicyBrainSm::FragmentInfoSm::serviceFlowConverged() const {
+   auto const & serviceVteps = parent()->policyRunningInfo()->serviceVtepSwitchId();
+   if( serviceVteps.empty() ) return false;
+   for( auto const & [ switchId, member ] : serviceVteps ) {
+      if( !fragmentRunningInfo()->serviceVtepFlowConverged( switchId ) ) return false;
+   }
+   return true;
+}
+
+void ServicePolicyBrainSm::FragmentInfoSm::handleFlowConverged() {
+   for( auto const & [ switchId, converged ] : fragmentRunningInfo()->serviceVtepFlowConverged() ) {
+      handleFlowConverged( switchId );
+   }
+}
+
+void ServicePolicyBrainSm::FragmentInfoSm::handleFlowConverged( Lum::String switchId ) {
+   if( !parent()->initialized() ) return;
+   auto const machine = parent()->policyPerVniSm( fragmentRunningInfo()->originalVni() );
+   if( !machine ) return;
+   bool const converged = serviceFlowConverged();
+   machine->switchPairFlowConvergedIs( converged );
+   if( fragmentRunningInfo()->serviceVtepFlowConverged( switchId ) ) {
+      TRACE6( trace(), " calling handleHost for switchId: ", switchId,
+              ", original Vni: ", fragmentRunningInfo()->originalVni(), ", serviceVtepFlowConverged: ", true,
+              ", localSwitchPairConverged: ", converged );
+      machine->handleHost();
+   } else if( !parent()->kivAgentConfig()->retainInterceptFlows() && !converged ) {
+      // Traffic must never be redirected towards a service VTEP that is not ready to take it.
+      TRACE6( trace(), " service flow converged is false, removing intercept flows" );
+      machine->removeInterceptFlowsFromAllVteps();
+   }
+}
+
+} // namespace Kiv

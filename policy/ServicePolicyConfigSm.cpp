@@ -1,0 +1,198 @@
+#include "policy/KivServicePolicySm.h"
+
+#include "platform/ribbon/TwinRibbon.h"
+
+TRACE_MODULE( "KivServicePolicy" );
+
+namespace Kiv {
+
+void ServicePolicyConfigSm::handleInitialized() {
+   TRACE8( trace() );
+   populateGrStateFromConfig();
+   initializedIs( true );
+   handleServiceIntfInfo(); // interface machines first, so that they exist when the policies come up
+   handleServicePolicy();
+   taskRevokeServiceFlowIs( policyHelperInfo()->taskScheduler(), Moth::TaskPriority( 2 ), "revokeServiceFlowTask" );
+}
+
+// What this machine holds and the configuration does not is not searched for: each disappearance comes by its key.
+void ServicePolicyConfigSm::handleServicePolicy() {
+   for( auto const & [ key, policy ] : servicePolicyConfig()->servicePolicy() ) handleServicePolicy( key );
+}
+
+void ServicePolicyConfigSm::handleServicePolicy( Lum::String key ) {
+   if( !initialized() ) return;
+   TRACE8( trace(), " Policy: ", key );
+   if( auto const policy = servicePolicyConfig()->servicePolicy( key ) ) {
+      servicePolicyBrainSmIs( key, policy, serviceIntfConfig(), policyHelperInfo(), policyRunningInfoCol(),
+                              policyPublishBaseDir(), kivAgentConfig() );
+   } else if( auto const brain = servicePolicyBrainSm( key ) ) {
+      brain->handleCleanup();
+      servicePolicyBrainSmDel( key );
+   }
+}
+
+void ServicePolicyConfigSm::handleServiceIntfInfo() {
+   for( auto const & [ uuid, set ] : serviceIntfConfig()->intfSet() ) handleServiceIntfInfo( uuid );
+}
+
+// An interface machine lives exactly while its UUID is both configured and named by a group.
+void ServicePolicyConfigSm::handleServiceIntfInfo( Lum::String uuid ) {
+   if( !initialized() ) return;
+   TRACE8( trace(), " uuid: ", uuid );
+   Lum::Ptr< IntfUuidToPolicy const > const users = policyHelperInfo()->intfUuidToPolicy( uuid );
+   auto const set = serviceIntfConfig()->intfSet( uuid );
+   if( users && set ) {
+      serviceIntfInfoSmIs( uuid, set, policyRunningInfoCol(), policyHelperInfo(), users, policyPublishBaseDir() );
+   } else {
+      serviceIntfInfoSmDel( uuid );
+   }
+}
+
+void ServicePolicyConfigSm::handleIntfUuidToOwnerPolicy() {
+   for( auto const & [ uuid, users ] : policyHelperInfo()->intfUuidToPolicy() ) handleIntfUuidToOwnerPolicy( uuid );
+}
+
+// Offers a freed UUID to the groups that name it. The first that comes out ready takes it; the others wait on.
+void ServicePolicyConfigSm::handleIntfUuidToOwnerPolicy( Lum::String uuid ) {
+   if( !initialized() ) return;
+   TRACE8( trace(), " uuid: ", uuid );
+   if( !policyHelperInfo()->intfUuidToOwnerPolicy( uuid ).empty() ) return;
+   auto const users = policyHelperInfo()->intfUuidToPolicy( uuid );
+   if( !users ) return;
+   for( auto const & [ group, member ] : users->policy() ) {
+      auto const brain = servicePolicyBrainSm( group );
+      if( brain && brain->setOrchestrationReadinessForPolicy() ) {
+         TRACE6( trace(), " return - new active policy: ", group );
+         return;
+      }
+   }
+}
+
+void ServicePolicyConfigSm::removeIpToPolicyMapping( Neroli::IpGenAddr ip, Lum::String policyName ) {
+   TRACE8( trace(), " ip: ", ip, " policy: ", policyName );
+   auto const host = policyHelperInfo()->ipToPolicy( ip );
+   if( !host ) return;
+   host->allPolicyDel( policyName ); // moves the control of the host
+   if( !host->allPolicy().empty() ) return;
+   TRACE6( trace(), " ip: ", ip, " becomes uninteresting" );
+   policyHelperInfo()->ipToPolicyDel( ip );
+}
+
+bool ServicePolicyConfigSm::isSwitchIdPartOfIntfSet( Lum::String const & uuid, Lum::String const & switchId ) const {
+   auto const set = serviceIntfConfig()->intfSet( uuid );
+   if( !set ) return false;
+   for( auto const & [ intf, port ] : set->intf() ) {
+      if( intf.switchId() == switchId ) return true;
+   }
+   return false;
+}
+
+// Runs once, before anything else: the switches' memory may be older than the configuration.
+void ServicePolicyConfigSm::populateGrStateFromConfig() {
+   for( auto const & [ name, running ] : policyRunningInfoCol()->policyRunningInfo() ) {
+      if( auto const policy = servicePolicyConfig()->servicePolicy( name ) ) {
+         TRACE6( trace(), " We have a service policy with id: ", name );
+         adoptRestoredPolicy( *running, *policy );
+         dropUnconfiguredHosts( *running, *policy );
+      } else {
+         dropRestoredPolicy( *running );
+      }
+   }
+}
+
+void ServicePolicyConfigSm::adoptRestoredPolicy( PolicyRunningInfo & running, ServicePolicy const & policy ) {
+   for( auto const & [ policyName, member ] : policy.policyName() ) running.policyNameIs( policyName, true );
+   auto const near = policy.nearIntfUuid();
+   auto const far = policy.farIntfUuid();
+   running.nearIntfUuidIs( near );
+   running.farIntfUuidIs( far );
+   for( auto const & uuid : { near, far } )
+      policyHelperInfo()->intfUuidToPolicyIs( uuid )->policyIs( running.name(), true );
+   // The first restored group to reach a UUID keeps it; a second one stays without either of its two.
+   if( !policyHelperInfo()->intfUuidToOwnerPolicy( near ).empty()
+       || !policyHelperInfo()->intfUuidToOwnerPolicy( far ).empty() ) {
+      return;
+   }
+   policyHelperInfo()->intfUuidToOwnerPolicyIs( near, running.name() );
+   policyHelperInfo()->intfUuidToOwnerPolicyIs( far, running.name() );
+}
+
+void ServicePolicyConfigSm::dropUnconfiguredHosts( PolicyRunningInfo & running, ServicePolicy const & policy ) {
+   for( auto const & [ ip, host ] : running.hostInfo() ) {
+      if( policy.interceptFlow( Neroli::IpGenAddrWithMask( ip ) ) != InterceptFlowInfo() ) continue;
+      TRACE6( trace(), " Remove IP to policy for ", ip, " as it becomes unconfigured" );
+      policyHelperInfo()->ipToPolicyDel( ip );
+      running.hostInfoDel( ip );
+   }
+}
+
+void ServicePolicyConfigSm::dropRestoredPolicy( PolicyRunningInfo & running ) {
+   TRACE6( trace(), " Deleting policy to service vni: ", running.name() );
+   policyHelperInfo()->policyInfoDel( running.name() );
+   for( auto const & [ ip, host ] : running.hostInfo() ) {
+      TRACE6( trace(), " Deleting IP Addr to policy for ", ip );
+      policyHelperInfo()->ipToPolicyDel( ip );
+   }
+   TRACE6( trace(), " Deleting policy running info" );
+   policyRunningInfoCol()->policyRunningInfoDel( running.name() );
+}
+
+void ServicePolicyConfigSm::handleRevokeServiceFlow() {
+   if( !initialized() ) return;
+   auto const period = kivAgentConfig()->flowRemovalPeriod();
+   if( !taskRevokeServiceFlow()->taskCurrentlyRunning() ) {
+      TRACE6( trace(), " Task not running, set flowRemovalPeriod: ", period );
+      taskRevokeServiceFlow()->scheduleTaskLowestDelay( period );
+      return;
+   }
+   for( auto const & [ name, brain ] : servicePolicyBrainSm() ) {
+      for( auto const & [ vni, machine ] : brain->policyPerVniSm() ) revokeIfQuiet( *machine, name );
+   }
+   taskRevokeServiceFlow()->scheduleTaskLowestDelay( period );
+}
+
+// The counter is not reset by the removal, which repeats harmlessly until the switches' answers end the convergence.
+void ServicePolicyConfigSm::revokeIfQuiet( ServicePolicyPerVniSm & machine, Lum::String const & policyName ) {
+   auto const count = machine.interceptedHosts();
+   TRACE6( trace(), " Policy name: ", policyName, ", vni: ", machine.originalVni(),
+           ", service flows are converged: ", machine.switchPairFlowConverged(), ", intercepted hosts count: ", count,
+           " ,flowRemovalTrigger: ", machine.flowRemovalTrigger() );
+   if( !machine.switchPairFlowConverged() || count > 0 ) {
+      machine.flowRemovalTriggerIs( 0 );
+      return;
+   }
+   machine.flowRemovalTriggerInc( 1 );
+   if( kivAgentConfig()->flowRemovalTriggerLimit() <= machine.flowRemovalTrigger() ) {
+      TRACE6( trace(), " Revoking service flows." );
+      machine.removeServiceFlowsFromAllVteps();
+   }
+}
+
+void ServicePolicyConfigSm::destroy() {
+   TRACE8( trace() );
+   for( auto const & [ key, brain ] : servicePolicyBrainSm() ) {
+      brain->handleCleanup();
+      servicePolicyBrainSmDel( key );
+   }
+}
+
+void ServicePolicyConfigSm::IpToPolicySm::handleAllPolicy() {
+   for( auto const & [ policyName, member ] : ipToPolicy()->allPolicy() ) handleAllPolicy( policyName );
+}
+
+// A second group does not displace the first; when the first lets go, the next one of the set takes control.
+void ServicePolicyConfigSm::IpToPolicySm::handleAllPolicy( Lum::String policyName ) {
+   if( !parent()->initialized() ) return;
+   auto const host = ipToPolicy();
+   if( host->allPolicy( policyName ) ) {
+      if( host->policy().empty() ) host->policyIs( policyName );
+   } else if( host->policy() == policyName ) {
+      TRACE6( trace(), " stops controlling ", ip() );
+      auto const next = host->allPolicy().begin();
+      host->policyIs( next ? next.key() : Lum::String() );
+   }
+   TRACE6( trace(), " control policy for ", ip(), " is ", "'", host->policy(), "'" );
+}
+
+} // namespace Kiv

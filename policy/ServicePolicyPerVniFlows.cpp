@@ -1,0 +1,240 @@
+// The flows of one original VNI: installing and removing them in the order that keeps traffic flowing.
+#include "policy/KivServicePolicySm.h"
+
+#include "platform/ribbon/TwinRibbon.h"
+#include "policy/KivPolicyFragment.h"
+
+TRACE_MODULE( "KivServicePolicy" );
+
+namespace Kiv {
+
+namespace {
+
+using State = PolicyRunningState;
+using V1::InterceptPoint;
+
+Lum::String insideIngressFlowName( Neroli::IpGenAddr ip ) {
+   return Lum::textOf( PolicyFlowName::insideVtepIngress, "-", ip );
+}
+
+bool isServiceFlow( Lum::String const & flowName ) {
+   return flowName == PolicyFlowName::serviceVtepIngress || flowName == PolicyFlowName::serviceVtepEgress;
+}
+
+} // namespace
+
+Lum::Ptr< V1::ServicePolicyFragment > ServicePolicyPerVniSm::publishedFragment( Lum::String const & switchId ) const {
+   return getPolicyFragment( switchId, fragmentName(), policyPublishBaseDir() );
+}
+
+Lum::Ptr< V1::ServicePolicyFragment > ServicePolicyPerVniSm::makeFragment( Lum::String const & switchId ) {
+   return createAndPublishPolicy( switchId, fragmentName(), policyPublishBaseDir(), policyHelperInfo() );
+}
+
+void ServicePolicyPerVniSm::revokeFragment( Lum::String const & switchId ) {
+   revokePublishedPolicy( switchId, fragmentName(), policyPublishBaseDir(), policyHelperInfo() );
+}
+
+// Both flows work on every frame of the VNI pair and are tied to the near set.
+void ServicePolicyPerVniSm::createServiceFlowRules( Lum::String switchId ) {
+   TRACE8( trace(), " swId: ", switchId );
+   auto const ingress = constructFlow( PolicyFlowName::serviceVtepIngress, originalVni(), {}, {}, serviceVni(),
+                                       InterceptPoint::interceptAtIngress, "near" );
+   auto const egress = constructFlow( PolicyFlowName::serviceVtepEgress, serviceVni(), {}, {}, originalVni(),
+                                      InterceptPoint::interceptAtEgress, "near" );
+   auto const fragment = makeFragment( switchId );
+   fragment->flowIs( ingress );
+   fragment->flowIs( egress );
+   fragment->originalVniIs( originalVni() );
+   fragment->serviceVniIs( serviceVni() );
+   fragment->grCookie()->isServiceVtepIs( true );
+}
+
+void ServicePolicyPerVniSm::createInterceptFlowRules( Neroli::IpGenAddr ip, Lum::String switchId ) {
+   TRACE8( trace(), " SW: ", switchId );
+   auto const running = host( ip );
+   if( !running ) return;
+   auto const ingress = constructFlow( insideIngressFlowName( ip ), running->originalVni(), running->mac(), {},
+                                       running->serviceVni(), InterceptPoint::interceptAtIngress, "" );
+   auto const egress = constructFlow( PolicyFlowName::insideVtepEgress, running->serviceVni(), {}, {},
+                                      running->originalVni(), InterceptPoint::interceptAtEgress, "" );
+   auto const fragment = makeFragment( switchId );
+   fragment->flowIs( ingress );
+   fragment->flowIs( egress );
+   // A service VTEP that is not the host's own switch keeps no cookie of the host.
+   if( !running->insideVtepSwitchPair().isMember( switchId ) ) return;
+   TRACE6( trace(), "creating grCookie for ", ip, " ", running->mac() );
+   V1::InterceptInfoCookie cookie;
+   cookie.interceptIp = ip;
+   cookie.mac = running->mac();
+   fragment->grCookie()->interceptInfoIs( cookie );
+}
+
+void ServicePolicyPerVniSm::createInterceptRulesToAllServiceVteps( Neroli::IpGenAddr ip ) {
+   TRACE8( trace(), " intercept IP: ", ip );
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+      createInterceptFlowRules( ip, switchId );
+   }
+}
+
+void ServicePolicyPerVniSm::manageInterceptFlowRulesToVteps( Neroli::IpGenAddr ip ) {
+   TRACE8( trace(), " IP: ", ip );
+   auto const hostRunningInfo = policyRunningInfo()->hostInfo( ip );
+   LUM_ASSERT( hostRunningInfo && "manageInterceptFlowRulesToVteps: hostRunningInfo must be present" );
+   if( hostRunningInfo->state() == State::policyPending || hostRunningInfo->state() == State::policyDeleted ) return;
+   createInterceptRulesToAllServiceVteps( ip );
+   // The inside VTEP last: its ingress flow starts to divert the host's traffic.
+   auto const place = hostRunningInfo->insideVtepSwitchPair();
+   for( auto const & member : { place.first(), place.second() } ) {
+      if( !member.empty() ) createInterceptFlowRules( ip, member );
+   }
+}
+
+void ServicePolicyPerVniSm::addAllInterceptRulesToServiceVtep( Lum::String switchId ) {
+   TRACE8( trace(), " swId: ", switchId );
+   for( auto const & [ ip, running ] : host() ) {
+      TRACE6( trace(), " ip: ", ip, " state: ", running->state() );
+      if( running->state() != State::policyDeleted && running->state() != State::policyRestored ) {
+         createInterceptFlowRules( ip, switchId );
+      }
+   }
+}
+
+void ServicePolicyPerVniSm::handleServiceVtepSwitchId() {
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+      handleServiceVtepSwitchId( switchId );
+   }
+}
+
+void ServicePolicyPerVniSm::handleServiceVtepSwitchId( Lum::String switchId ) {
+   if( !initialized() ) return;
+   TRACE8( trace(), " swId: ", switchId );
+   auto const isServiceVtep = policyRunningInfo()->serviceVtepSwitchId( switchId );
+   if( parent()->policyInfoReady() && serviceVni().value() != 0 && isServiceVtep ) {
+      TRACE6( trace(), " Adding service flows to service vtep " );
+      createServiceFlowRules( switchId );
+      return;
+   }
+   // With the last service VTEP gone nothing is removed here: the group has lost its readiness, and takes all back.
+   if( policyRunningInfo()->serviceVtepSwitchId().empty() || isServiceVtep ) return;
+   TRACE6( trace(), " Removing flows from service vtep " );
+   clearServiceVtep( switchId );
+}
+
+void ServicePolicyPerVniSm::clearServiceVtep( Lum::String switchId ) {
+   if( activeHostsOnSwitch( switchId ) == 0 ) {
+      revokeFragment( switchId );
+      return;
+   }
+   // It is an inside VTEP, too, and keeps its intercept flows.
+   auto const fragment = publishedFragment( switchId );
+   if( !fragment ) return;
+   fragment->flowDel( PolicyFlowName::serviceVtepEgress );
+   fragment->flowDel( PolicyFlowName::serviceVtepIngress );
+   fragment->serviceIntfSetDel( "near" );
+   fragment->serviceIntfSetDel( "far" );
+   fragment->grCookie()->isServiceVtepIs( false );
+}
+
+void ServicePolicyPerVniSm::manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAddr ip, SwitchPair pair ) {
+   TRACE8( trace(), " IP: ", ip, " SW: ", pair );
+   // Rules on a service VTEP stay until the service side itself is cleared.
+   if( parent()->matchesServiceVtep( pair ) ) return;
+   bool const last = activeHostsPerInsideVtep( pair ) <= 1;
+   for( auto const & member : { pair.first(), pair.second() } ) {
+      if( member.empty() ) continue;
+      if( last ) {
+         TRACE6( trace(), " Unpublish policy: No more hosts on: ", pair, " vni: ", originalVni(),
+                 " on switch: ", member );
+         revokeFragment( member );
+      } else {
+         TRACE6( trace(), " Removing ingress flow for host: ", ip, " vni: ", originalVni(), " from Switch:", pair );
+         removeIngressFlowFromVtep( member, ip );
+      }
+   }
+}
+
+void ServicePolicyPerVniSm::manageFlowRemovalForHost( Neroli::IpGenAddr ip, SwitchPair pair ) {
+   auto const running = policyRunningInfo()->hostInfo( ip );
+   TRACE8( trace(), " Host: ", ip, " Switch: ", pair, " State: ", running->state() );
+   manageHostFlowRemovalFromSwitchPair( ip, pair );
+   if( running->state() != State::policyDeleted ) {
+      TRACE6( trace(), " Keep flows on service vtep" );
+      running->stateIs( State::policyPending );
+      return;
+   }
+   std::uint64_t const others = activeHosts() - 1;
+   TRACE6( trace(), " Remove flows from the service vteps as well. Active hosts: ", others );
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+      if( others == 0 ) {
+         removeAllFlowsFromVtep( switchId );
+      } else {
+         removeIngressFlowFromVtep( switchId, ip );
+      }
+   }
+}
+
+void ServicePolicyPerVniSm::removeIngressFlowFromVtep( Lum::String switchId, Neroli::IpGenAddr ip ) {
+   TRACE8( trace(), " swId: ", switchId, " ip: ", ip );
+   auto const fragment = publishedFragment( switchId );
+   if( !fragment ) return;
+   fragment->flowDel( insideIngressFlowName( ip ) );
+   fragment->grCookie()->interceptInfoDel( ip );
+}
+
+void ServicePolicyPerVniSm::removeInterceptFlowsFromVtep( Lum::String switchId ) {
+   TRACE8( trace(), " swId: ", switchId );
+   auto const fragment = publishedFragment( switchId );
+   if( !fragment ) return;
+   for( auto const & [ flowName, flow ] : fragment->flow() ) {
+      if( !isServiceFlow( flowName ) ) fragment->flowDel( flowName );
+   }
+}
+
+// No diversion may stay. The service flows do, so that convergence can return and bring the intercept flows back.
+void ServicePolicyPerVniSm::removeInterceptFlowsFromAllVteps() {
+   TRACE8( trace(), " fragment: ", fragmentName() );
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+      removeInterceptFlowsFromVtep( switchId );
+   }
+   for( auto const & [ ip, running ] : host() ) {
+      auto const place = running->insideVtepSwitchPair();
+      TRACE6( trace(), " ip: ", ip, ", SwitchPair: ", place );
+      for( auto const & member : { place.first(), place.second() } ) {
+         if( !member.empty() ) removeInterceptFlowsFromVtep( member );
+      }
+      running->stateIs( State::policyPending );
+   }
+}
+
+void ServicePolicyPerVniSm::removeServiceFlowsFromAllVteps() {
+   TRACE8( trace(), " fragment: ", fragmentName() );
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+      auto const fragment = publishedFragment( switchId );
+      if( !fragment ) continue;
+      TRACE6( trace(), " Removing ingress and egress service flows from switchId:", switchId );
+      fragment->flowDel( PolicyFlowName::serviceVtepIngress );
+      fragment->flowDel( PolicyFlowName::serviceVtepEgress );
+   }
+}
+
+// The fragment, its interface sets and its cookie stay.
+void ServicePolicyPerVniSm::removeAllFlowsFromVtep( Lum::String switchId ) {
+   TRACE8( trace(), " swId: ", switchId );
+   if( auto const fragment = publishedFragment( switchId ) ) fragment->flowDelAll();
+}
+
+// Inside VTEPs go first: traffic stops being diverted before the rules that carry it go.
+void ServicePolicyPerVniSm::revokeAllPolicyFragments() {
+   TRACE8( trace(), " fragment: ", fragmentName() );
+   for( auto const & [ ip, running ] : host() ) {
+      if( running->state() == State::policyPending ) continue;
+      auto const place = running->insideVtepSwitchPair();
+      revokeFragment( place.first() );
+      revokeFragment( place.second() );
+      running->stateIs( State::policyPending );
+   }
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) revokeFragment( switchId );
+}
+
+} // namespace Kiv

@@ -1,0 +1,222 @@
+// The hosts of one original VNI: whether their flows may be published, and whether they have moved.
+#include "policy/KivServicePolicySm.h"
+
+#include "agent/KivUtils.h"
+#include "platform/ribbon/TwinRibbon.h"
+#include "policy/KivPolicyFragment.h"
+
+TRACE_MODULE( "KivServicePolicy" );
+
+namespace Kiv {
+
+namespace {
+
+using State = PolicyRunningState;
+
+template< class Condition >
+std::uint64_t countHosts( ServicePolicyPerVniSm const & machine, Condition condition ) {
+   std::uint64_t count = 0;
+   for( auto const & [ ip, running ] : machine.host() ) count += condition( *running );
+   return count;
+}
+
+} // namespace
+
+void ServicePolicyPerVniSm::flowRemovalTriggerInc( std::uint16_t step ) {
+   flowRemovalTriggerIs( static_cast< std::uint16_t >( flowRemovalTrigger() + step ) );
+}
+
+std::uint64_t ServicePolicyPerVniSm::activeHosts() const {
+   return countHosts( *this, []( auto & running ) { return running.state() != State::policyPending; } );
+}
+
+std::uint64_t ServicePolicyPerVniSm::interceptedHosts() const {
+   return countHosts( *this, []( auto & running ) {
+      TRACE6( trace(), " ip-mac-present: ", running.ip(), "-", running.mac(), "-",
+              running.insideVtepIngressFlowPresent() );
+      return running.insideVtepIngressFlowPresent();
+   } );
+}
+
+std::uint64_t ServicePolicyPerVniSm::activeHostsPerInsideVtep( SwitchPair const & pair ) const {
+   return countHosts( *this, [ & ]( auto & running ) {
+      auto const & place = running.insideVtepSwitchPair();
+      return place == pair || place.strictInclude( pair );
+   } );
+}
+
+std::uint64_t ServicePolicyPerVniSm::activeHostsOnSwitch( Lum::String const & switchId ) const {
+   auto const count =
+      countHosts( *this, [ & ]( auto & running ) { return running.insideVtepSwitchPair().isMember( switchId ); } );
+   TRACE6( trace(), " swId: ", switchId, " returning ", count );
+   return count;
+}
+
+void ServicePolicyPerVniSm::handleInitialized() {
+   TRACE8( trace(), " policy: ", parent()->name(), " originalVni: ", originalVni() );
+   fragmentNameIs( fragmentNameOf( parent()->name(), originalVni() ) );
+   serviceVniIs( policyRunningInfo()->originalToServiceVni( originalVni() ) );
+   switchPairFlowConvergedIs( false );
+   initializedIs( true );
+}
+
+void ServicePolicyPerVniSm::handleHost() {
+   for( auto const & [ ip, running ] : host() ) handleHost( ip, false );
+}
+
+void ServicePolicyPerVniSm::handleHost( Neroli::IpGenAddr ip, bool switchUpdated ) {
+   TRACE8( trace(), " IP: ", ip, " switchUpdated: ", switchUpdated );
+   auto const info = policyHelperInfo()->ipToPolicy( ip );
+   auto const running = policyRunningInfo()->hostInfo( ip );
+   if( !isHandledHere( info.get(), running.get() ) ) {
+      deleteHost( ip, running ? running->insideVtepSwitchPair() : SwitchPair() );
+      return;
+   }
+   auto const previous = getPreviousSwitchPair( ip );
+   auto const current = getCurrentSwitchPair( ip, switchUpdated );
+   hostIs( ip, running );
+   if( current.members() == 0 ) {
+      TRACE6( trace(), "Host has been aged out or no inside vtep is available" );
+      deleteHost( ip, previous );
+      return;
+   }
+   shadowSwitchPairIs( ip, current );
+   watchVtep( running, getVtepIp( current ) );
+   // A host without flows has nothing to clean up.
+   if( running->state() != State::policyPending ) handleMove( *running, previous, current );
+
+   running->macIs( info->mac() );
+   running->originalVniIs( originalVni() );
+   running->serviceVniIs( serviceVni() );
+   running->insideVtepSwitchPairIs( current );
+   if( !parent()->policyInfoReady() || serviceVni().value() == 0 ) {
+      TRACE6( trace(), " activeHosts:", activeHosts() );
+      return;
+   }
+   // The first active host brings the service flows up.
+   if( activeHosts() <= 1 ) {
+      for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+         createServiceFlowRules( switchId );
+      }
+   }
+   if( mayIntercept( *info ) ) {
+      publishInterceptFlows( *running, current );
+   } else {
+      TRACE6( trace(),
+              " conditions for publishing intercept flows are not met, flowConverged: ", switchPairFlowConverged() );
+      running->stateIs( State::policyPending );
+   }
+}
+
+bool ServicePolicyPerVniSm::isHandledHere( HostInfo const * info, HostRunningInfo const * running ) const {
+   return info && running && info->policy() == parent()->name() && info->vni() == originalVni();
+}
+
+SwitchPair ServicePolicyPerVniSm::getPreviousSwitchPair( Neroli::IpGenAddr ip ) const {
+   auto const shadow = shadowSwitchPair( ip );
+   if( shadow.members() > 0 ) return shadow;
+   auto const running = policyRunningInfo()->hostInfo( ip );
+   return running ? running->insideVtepSwitchPair() : SwitchPair();
+}
+
+// A redirected host's traffic runs through the service device, so the fabric may report its MAC on a service VTEP. That
+// is no move. Only a first sighting is taken as it is, even on a service VTEP.
+SwitchPair ServicePolicyPerVniSm::getCurrentSwitchPair( Neroli::IpGenAddr ip, bool switchUpdated ) const {
+   auto const info = policyHelperInfo()->ipToPolicy( ip );
+   auto const running = policyRunningInfo()->hostInfo( ip );
+   bool const placed = running->insideVtepSwitchPair().members() > 0 || switchUpdated;
+   return placed && parent()->matchesServiceVtep( info->switchPair() ) ? running->insideVtepSwitchPair()
+                                                                       : info->switchPair();
+}
+
+Neroli::IpGenAddr ServicePolicyPerVniSm::getVtepIp( SwitchPair const & pair ) const {
+   return policyHelperInfo()->vtepSwitchIdToIp( pair.getValidSwitch() );
+}
+
+void ServicePolicyPerVniSm::watchVtep( Lum::Ptr< HostRunningInfo > const & running, Neroli::IpGenAddr vtepIp ) {
+   auto const ip = running->ip();
+   // The old monitor goes first: a machine cannot be asked for with another argument.
+   auto const monitor = interceptVtepMonitorSm( ip );
+   if( monitor && monitor->insideVtepIp() != vtepIp ) interceptVtepMonitorSmDel( ip );
+   interceptVtepMonitorSmIs( ip, running, vtepIp, policyHelperInfo() );
+}
+
+void ServicePolicyPerVniSm::handleMove( HostRunningInfo & running, SwitchPair const & previous,
+                                        SwitchPair const & current ) {
+   running.stateIs( State::policyIntfChanging );
+   if( previous.strictInclude( current ) ) {
+      TRACE6( trace(), " Only one switch ", current, " is now seen of a pair ", previous );
+      manageHostFlowRemovalFromSwitchPair( running.ip(), previous.difference( current ) );
+   } else if( current.strictInclude( previous ) ) {
+      // Nothing is removed; the new member gets its flows with the others.
+      TRACE6( trace(), " Host is now seen on two switches: ", current );
+   } else if( previous != current ) {
+      TRACE6( trace(), " Inside Vtep changed from ", previous, " to ", current );
+      manageFlowRemovalForHost( running.ip(), previous );
+   }
+}
+
+bool ServicePolicyPerVniSm::mayIntercept( HostInfo const & info ) const {
+   return info.mac() != Neroli::EthAddr() && info.switchPair().members() > 0 && !info.vni().isNone()
+          && switchPairFlowConverged();
+}
+
+// The host rests in policyOrchestrating once its flows are out.
+void ServicePolicyPerVniSm::publishInterceptFlows( HostRunningInfo & running, SwitchPair const & current ) {
+   running.stateIs( State::policyOrchestrating );
+   for( auto const & member : { current.first(), current.second() } ) {
+      if( member.empty() ) continue;
+      auto const fragment = makeFragment( member );
+      fragment->originalVniIs( originalVni() );
+      fragment->serviceVniIs( serviceVni() );
+   }
+   manageInterceptFlowRulesToVteps( running.ip() );
+}
+
+void ServicePolicyPerVniSm::deleteHost( Neroli::IpGenAddr ip, SwitchPair pair ) {
+   TRACE8( trace(), " IP: ", ip, " SwitchPair: ", pair );
+   auto const running = policyRunningInfo()->hostInfo( ip );
+   interceptVtepMonitorSmDel( ip );
+   shadowSwitchPairDel( ip );
+   // A repeated call must not count a neighbour as the last host and take its flows.
+   bool const gone = !host( ip ) && running && running->state() == State::policyPending;
+   if( running && !gone ) {
+      running->stateIs( State::policyDeleted );
+      manageFlowRemovalForHost( ip, pair );
+      running->stateIs( State::policyPending );
+   }
+   hostDel( ip );
+}
+
+void ServicePolicyPerVniSm::handleServiceVni( Vxlan::VniOrNone newVni ) {
+   auto const old = serviceVni();
+   TRACE8( trace(), " Old service Vni: ", old, " New service Vni: ", newVni );
+   if( newVni == old ) return;
+   serviceVniIs( newVni );
+   // Every flow carries the old number: the fragments are dropped rather than edited.
+   if( !old.isNone() ) revokeAllPolicyFragments();
+   if( newVni.isNone() ) return;
+   handleServiceVtepSwitchId();
+   handleHost();
+}
+
+void ServicePolicyPerVniSm::cleanup() {
+   TRACE8( trace(), " fragment: ", fragmentName() );
+   revokeAllPolicyFragments();
+   TRACE6( trace(), " fragmentRunningInfoDel for vni: ", originalVni() );
+   policyRunningInfo()->fragmentRunningInfoDel( originalVni() );
+}
+
+SwitchPair InterceptVtepMonitorSm::oldSwitchPair() const {
+   return hostRunningInfo() ? hostRunningInfo()->insideVtepSwitchPair() : SwitchPair();
+}
+
+void InterceptVtepMonitorSm::handleVtepIpToSwitchPair() {
+   auto const now = policyHelperInfo()->vtepIpToSwitchPair( insideVtepIp() );
+   TRACE8( trace(), " Old SwitchPair: ", oldSwitchPair(), " new SwitchPair: ", now );
+   hostRunningInfo()->insideVtepSwitchPairIs( now );
+   // The flag lets a host with an empty pair be looked at again.
+   parent()->handleHost( hostRunningInfo()->ip(), true );
+}
+
+} // namespace Kiv
