@@ -43,11 +43,11 @@ struct PolicyFlowName {
 /// One intercepted host. Written by the location machines but for `policy` and `allPolicy`, and restored at a restart.
 class HostInfo : public Lum::Entity {
    LUM_ENTITY( HostInfo, name, Neroli::IpGenAddr );
-   LUM_VALUE( policy, Lum::String );      // the one group that controls the host; written by IpToPolicySm
-   LUM_SET( allPolicy, Lum::String );     // every group that names the host; written by their brains
-   LUM_VALUE( mac, Neroli::EthAddr );     // all zero: not learnt yet
-   LUM_VALUE( switchPair, SwitchPair );   // empty: no location
-   LUM_VALUE( vni, Vxlan::VniOrNone );    // where it was learnt; none until then
+   LUM_VALUE( policy, Lum::String );    // the one group that controls the host; written by IpToPolicySm
+   LUM_SET( allPolicy, Lum::String );   // every group that names the host; written by their brains
+   LUM_VALUE( mac, Neroli::EthAddr );   // all zero: not learnt yet
+   LUM_VALUE( switchPair, SwitchPair ); // empty: no location
+   LUM_VALUE( vni, Vxlan::VniOrNone );  // where it was learnt; none until then
 };
 
 /// The groups that name an interface UUID as near or far.
@@ -68,7 +68,7 @@ class PolicyHelperInfo : public Lum::Entity {
    LUM_ENTITY( PolicyHelperInfo, name, Lum::Name );
 
    PolicyHelperInfo( Lum::Name name, Lum::Ptr< Moth::TaskScheduler > taskScheduler )
-         : PolicyHelperInfo( std::move( name ) ) {
+      : PolicyHelperInfo( std::move( name ) ) {
       taskScheduler_ = std::move( taskScheduler );
    }
    ~PolicyHelperInfo() override {
@@ -85,7 +85,7 @@ class PolicyHelperInfo : public Lum::Entity {
    LUM_VALUES( vtepSwitchIdToIp, Lum::String, Neroli::IpAddr );     // the VTEP address of a switch
    LUM_CHILDREN( intfUuidToPolicy, Lum::String, IntfUuidToPolicy );
    LUM_VALUES( intfUuidToOwnerPolicy, Lum::String, Lum::String ); // the one group that may use a UUID
-   LUM_SET( publishEligibleSwitch, Lum::String ); // the switches, in hyphen form, that have a fragment
+   LUM_SET( publishEligibleSwitch, Lum::String );                 // the switches, in hyphen form, that have a fragment
    LUM_CHILDREN( policyInfo, Lum::Name, PolicyInfo );
 
  private:

@@ -44,6 +44,7 @@ class Cursor {
    auto key() const { return node_->keyCopy(); }
    auto value() const { return node_->value; }
    auto operator*() const { return std::pair( key(), value() ); }
+   typename Table::Node & node() const { return *node_; }
    void advance() {
       if( !stale_ && node_ ) node_ = table_->successor( node_ );
       stale_ = false;
@@ -158,9 +159,10 @@ class HashTable : public Walked< HashTable< NodeType > > {
    void clear() {
       this->leaveAll();
       // A member's destructor may look into the table: it finds a smaller one.
-      while( Node * node = first() ) remove( *node );
+      for( auto walk = this->begin(); walk; walk.advance() ) remove( walk.node() );
       if( buckets_ != &single_ ) delete[] buckets_;
       buckets_ = &single_;
+      single_ = nullptr;
       bits_ = 0;
    }
 

@@ -77,7 +77,7 @@ class Entity : public PtrInterface {
          writeObserver_->handleWrite( *this, attribute, change.key );
       auto const * members = siblings_ ? siblings_->listIfAny( attribute ) : nullptr;
       if( list.empty() && !keyList && ( !members || members->empty() ) ) return;
-      if( !change.member ) change.member = this;
+      change.entity = this;
       Ptr< Entity > const alive( this );
       Visit visit;
       visit.add( list );
@@ -418,12 +418,12 @@ class ChildSlot : public Ptr< T > {
    Lum::Ptr< __VA_ARGS__ > attribute() { return attribute##_; }                                                        \
    Lum::Ptr< __VA_ARGS__ const > attribute() const { return attribute##_; }                                            \
    Lum::Ptr< __VA_ARGS__ > attribute##Is( typename __VA_ARGS__::LumKey key ) {                                         \
-      if( !attribute##_ ) {                                                                                            \
-         attribute##_.fill( new __VA_ARGS__( std::move( key ) ) );                                                     \
-         attribute##_->lumParentIs( this, lumId_##attribute, nullptr );                                                \
-         lumChanged( lumId_##attribute, attribute##Notifiees_, nullptr, {} );                                          \
-      }                                                                                                                \
-      return attribute##_;                                                                                             \
+      if( attribute##_ ) return attribute##_;                                                                          \
+      Lum::Ptr< __VA_ARGS__ > child( new __VA_ARGS__( std::move( key ) ) );                                            \
+      child->lumParentIs( this, lumId_##attribute, nullptr );                                                          \
+      attribute##_.fill( child.get() );                                                                                \
+      lumChanged( lumId_##attribute, attribute##Notifiees_, nullptr, {} );                                             \
+      return child;                                                                                                    \
    }                                                                                                                   \
    void attribute##Del() {                                                                                             \
       if( !attribute##_ ) return;                                                                                      \

@@ -95,17 +95,20 @@ String argumentStrep( Value const & value ) {
       return format( "Ptr('%s', '%s', %p)", value->fwkType().charPtr(), value->fwkKey().charPtr(),
                      static_cast< void const * >( &*value ) );
    } else {
-      return textOf( value );
+      return valueToStrep( value );
    }
 }
 
 /// The text of a machine's first argument, which is the key where it is a member of a collection.
 template< class T >
 String machineKey( T const & machine ) {
-   if constexpr( argumentCount < T >> 0 ) {
-      return argumentStrep( ArgumentOf< T, 0 >::get( machine ) );
-   } else {
+   if constexpr( argumentCount< T > == 0 ) {
       return {};
+   } else if constexpr( requires { ArgumentOf< T, 0 >::get( machine )->fwkKey(); } ) {
+      auto const & entity = ArgumentOf< T, 0 >::get( machine );
+      return entity ? entity->fwkKey() : String();
+   } else {
+      return textOf( ArgumentOf< T, 0 >::get( machine ) );
    }
 }
 
@@ -161,6 +164,11 @@ class MachineMap : public HashMap2018< K, Ptr< T > > {
       auto machine = withParent< T >(
          owner, []( auto const &... all ) { return Factory< T >()( all... ); }, args... );
       machine->lumOwnerIs( owner );
+      // Its start may have woken the owner, who then asked for the same machine: that one stands.
+      if( auto const held = at( key ) ) {
+         detachMachine( *machine );
+         return held;
+      }
       this->insert( std::make_unique< typename MachineMap::Node >( key, machine ) );
       return machine;
    }
@@ -327,7 +335,11 @@ class MachineSlot {
 /// An entity that is watched as soon as it is set.
 #define LUM_INPUT( attribute, T, ... )                                                                                 \
    LUM_INPUT_( attribute, Lum::Form::input, T, __VA_ARGS__ );                                                          \
-   void attribute##Is( Lum::Ptr< T > watched ) { attribute##Reactor_.notifierIs( std::move( watched ) ); }             \
+   void attribute##Is( Lum::Ptr< T > watched ) {                                                                       \
+      bool const first = !attribute##Reactor_.bound();                                                                 \
+      attribute##Reactor_.notifierIs( std::move( watched ) );                                                          \
+      if( first ) Lum::makeFollowers( *this ); /* which no handler has made */                                         \
+   }                                                                                                                   \
    void attribute##Del() { attribute##Reactor_.notifierIs( nullptr ); }                                                \
    static_assert( true )
 
@@ -448,19 +460,24 @@ class MachineSlot {
    void attribute##DelAll() {                                                                                          \
       for( auto const & [ key, machine ] : attribute##_ ) attribute##Del( key );                                       \
    }                                                                                                                   \
+   /* A loop: what a child writes at its start or its end may change the collection again. */                          \
    void attribute##Follow( K key ) {                                                                                   \
-      if( auto const record = input()->watched( key ) ) {                                                              \
-         attribute##Is( record );                                                                                      \
-      } else {                                                                                                         \
-         attribute##Del( key );                                                                                        \
+      while( input() ) {                                                                                               \
+         auto const record = input()->watched( key );                                                                  \
+         auto const held = attribute##_.at( key );                                                                     \
+         if( held ? Lum::ArgumentOf< T, 0 >::get( *held ) == record : !record ) return;                                \
+         if( record ) {                                                                                                \
+            attribute##Is( record );                                                                                   \
+         } else {                                                                                                      \
+            attribute##Del( key );                                                                                     \
+         }                                                                                                             \
       }                                                                                                                \
    }                                                                                                                   \
    void attribute##Follow() {                                                                                          \
-      if( !input() ) return;                                                                                           \
-      for( auto const & [ key, record ] : input()->watched() ) attribute##Is( record );                                \
-      for( auto const & [ key, machine ] : attribute##_ ) {                                                            \
-         if( !input()->watched( key ) ) attribute##Del( key );                                                         \
-      }                                                                                                                \
+      auto const present = input();                                                                                    \
+      if( !present ) return;                                                                                           \
+      for( auto const & [ key, record ] : present->watched() ) attribute##Follow( key );                               \
+      for( auto const & [ key, machine ] : attribute##_ ) attribute##Follow( key );                                    \
    }                                                                                                                   \
    struct LumAttribute_##attribute {                                                                                   \
       LUM_DESCRIBE_SMS_( attribute )                                                                                   \

@@ -52,11 +52,12 @@ class Subscription;
 class Visit;
 
 /// What is told of a change. `key` points to the collection's key, null for an attribute without keys, and is valid
-/// for the call only. `member` is the child entity concerned: of a collection of children the one that came or went,
-/// of a subscription to the members' attribute the member that changed; else null.
+/// for the call only. `member` is the child entity that came or went, null unless the attribute is a collection of
+/// children. `entity` is the one that fires; for a subscription to an attribute of the members, the member.
 struct Change {
    void const * key = nullptr;
    PtrInterface * member = nullptr;
+   PtrInterface * entity = nullptr;
 };
 
 /// Someone who is told of changes. `which` tells the subscriptions of one notifiee apart.

@@ -11,13 +11,21 @@ namespace Lum {
 
 /// The kinds of subscription that a reaction may ask for; see LUM_ON and its kin in Machine.h.
 template< class Attribute >
-struct OnAttribute {}; // every change: all keys of a collection
+struct OnAttribute { // every change: all keys of a collection
+   static constexpr char const * name = Attribute::name;
+};
 template< class Attribute >
-struct OnKey {}; // one key of a collection
+struct OnKey { // one key of a collection
+   static constexpr char const * name = Attribute::name;
+};
 template< class Children, class Attribute >
-struct OnMember {}; // an attribute of every child
+struct OnMember { // an attribute of every child
+   static constexpr char const * name = Attribute::name;
+};
 template< class Children >
-struct OnMembership {}; // a child comes or goes
+struct OnMembership { // a child comes or goes
+   static constexpr char const * name = Children::name;
+};
 
 /// `Input` is the description of the machine's input: Machine, Watched, the count of reactions, and
 /// `reactions( visitor )`, which shows the visitor each of them in order.
@@ -41,9 +49,10 @@ class Reactor final : public NotifieeConst {
       disconnect();
       notifier_ = std::move( notifier );
       connect();
-      if( !notifier_ || !std::exchange( bound_, true ) || zombie_ ) return;
-      Input::reactions( [ this ]( auto kind, auto handler, auto... ) { this->callAllKeys( kind, handler ); } );
+      if( notifier_ && std::exchange( bound_, true ) ) callAllKeys();
    }
+   /// Whether there has been a notifier.
+   bool bound() const { return bound_; }
 
    void zombieIs( bool zombie ) {
       zombie_ = zombie;
@@ -127,17 +136,31 @@ class Reactor final : public NotifieeConst {
    }
    template< class C, class A, class Handler >
    void call( OnMember< C, A >, Handler handler, Change const & change ) {
-      handler( machine(), memberOf< C >( change ) );
+      handler( machine(), childOf< C >( change.entity ) );
    }
    template< class C, class Handler >
    void call( OnMembership< C >, Handler handler, Change const & change ) {
-      handler( machine(), memberOf< C >( change ) );
+      handler( machine(), childOf< C >( change.member ) );
    }
    template< class C >
-   static Ptr< typename C::Value > memberOf( Change const & change ) {
-      return static_cast< typename C::Value * >( change.member );
+   static Ptr< typename C::Value > childOf( PtrInterface * object ) {
+      return static_cast< typename C::Value * >( object );
    }
 
+   /// As in a visit: the machine stays, an exception ends at its handler, and nobody is called any more whom an earlier
+   /// handler has retargeted or made a zombie.
+   void callAllKeys() {
+      KeepAlive const alive( NotifieeConst::machine() );
+      auto const target = notifier_;
+      Input::reactions( [ & ]( auto kind, auto handler, auto... ) {
+         if( zombie_ || notifier_ != target ) return;
+         try {
+            this->callAllKeys( kind, handler );
+         } catch( ... ) {
+            onNotificationException( textOf( typeName< std::remove_const_t< Watched > >(), "::", kind.name ) );
+         }
+      } );
+   }
    template< class Kind, class Handler >
    void callAllKeys( Kind, Handler handler ) {
       handler( machine() );
