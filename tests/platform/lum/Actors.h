@@ -43,7 +43,7 @@ class Tree : public Lum::Entity {
 };
 
 /// Who calls, in order, and what each caller then does, once.
-struct Stage {
+struct Stage : Lum::PtrInterface {
    void called( std::string const & who ) {
       log += log.empty() ? who : " " + who;
       auto const act = std::exchange( script[ who ], nullptr );

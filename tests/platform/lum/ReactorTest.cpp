@@ -1,0 +1,235 @@
+// When an attribute fires, who hears of it, and what retargeting does.
+#include "tests/platform/lum/Actors.h"
+
+#include <gtest/gtest.h>
+
+namespace Actors {
+namespace {
+
+/// Notes for every attribute of a tree what it finds there when it is called; "all" for the call without a key.
+class TreeSm : public Lum::PtrInterface {
+   LUM_MACHINE( TreeSm );
+   LUM_ARG( stage, Stage * );
+   LUM_ARG( key, int );
+   LUM_INPUT( tree, Tree const, LUM_ON( height, handleHeight ), LUM_ON( fruit, handleFruit ),
+              LUM_ON( ring, handleRing ), LUM_ON( nest, handleNest ), LUM_ON( leaf, handleLeaf ),
+              LUM_ON( crown, handleCrown ), LUM_ON_KEY( bird, key, handleBird ) );
+
+   void handleInitialized() {}
+   void handleHeight() { stage()->called( "height=" + std::to_string( tree()->height() ) ); }
+   void handleFruit() { stage()->called( "fruit" ); }
+   void handleFruit( int of ) { note( "fruit", of, tree()->fruit(), tree()->fruit( of ) ); }
+   void handleRing() { stage()->called( "ring" ); }
+   void handleRing( int of ) { note( "ring", of, tree()->ring(), tree()->ring( of ) ); }
+   void handleNest() { stage()->called( "nest" ); }
+   void handleNest( int of ) { note( "nest", of, tree()->nest(), tree()->nest( of ).eggs ); }
+   void handleLeaf() { stage()->called( "leaf" ); }
+   void handleLeaf( Lum::String of ) { stage()->called( of.str() + ( tree()->leaf( of ) ? " there" : " gone" ) ); }
+   void handleCrown() { stage()->called( tree()->crown() ? "crowned" : "uncrowned" ); }
+   void handleBird() { stage()->called( tree()->bird( key() ) ? "bird" : "no bird" ); }
+
+ private:
+   template< class Map >
+   void note( std::string const & name, int of, Map const & map, int value ) {
+      stage()->called( name + std::to_string( of ) + ( map.find( of ) ? "=" + std::to_string( value ) : " gone" ) );
+   }
+};
+
+struct Watched : testing::Test {
+   Watched() { machine->treeIs( tree ); }
+   Stage stage;
+   Lum::Ptr< Tree > tree = new Tree( "oak" );
+   Lum::Ptr< TreeSm > machine = Lum::Factory< TreeSm >()( &stage, 7 );
+};
+
+TEST_F( Watched, OnlyAChangeFires ) {
+   struct {
+      char const * what;
+      void ( *write )( Tree & );
+      char const * told;
+   } const story[] = {
+      { "the value that is held", []( Tree & t ) { t.heightIs( 0 ); }, "" },
+      { "another value", []( Tree & t ) { t.heightIs( 3 ); }, "height=3" },
+      { "a new key", []( Tree & t ) { t.fruitIs( 1, 5 ); }, "fruit1=5" },
+      { "the same again", []( Tree & t ) { t.fruitIs( 1, 5 ); }, "" },
+      { "another under it", []( Tree & t ) { t.fruitIs( 1, 6 ); }, "fruit1=6" },
+      { "the default, where nothing was", []( Tree & t ) { t.fruitIs( 2, 0 ); }, "fruit2=0" },
+      { "an absent key goes", []( Tree & t ) { t.fruitDel( 3 ); }, "" },
+      { "a key goes", []( Tree & t ) { t.fruitDel( 1 ); }, "fruit1 gone" },
+      { "all three go",
+        []( Tree & t ) {
+           for( int key : { 30, 10, 20 } ) t.ringIs( key, 1 );
+           t.ringDelAll();
+        },
+        "ring30=1 ring10=1 ring20=1 ring10 gone ring20 gone ring30 gone" },
+      { "none is left to go", []( Tree & t ) { t.ringDelAll(); }, "" },
+      { "a record",
+        []( Tree & t ) {
+           t.nestIs( { 4, 2 } );
+        },
+        "nest4=2" },
+      { "the same record",
+        []( Tree & t ) {
+           t.nestIs( { 4, 2 } );
+        },
+        "" },
+      { "another under its key",
+        []( Tree & t ) {
+           t.nestIs( { 4, 1 } );
+        },
+        "nest4=1" },
+      { "a child", []( Tree & t ) { t.leafIs( "a" ); }, "a there" },
+      { "the child that is there", []( Tree & t ) { t.leafIs( "a" ); }, "" },
+      { "the child goes", []( Tree & t ) { t.leafDel( "a" ); }, "a gone" },
+      { "the single child", []( Tree & t ) { t.crownIs( "x" ); }, "crowned" },
+      { "again, by another name", []( Tree & t ) { t.crownIs( "y" ); }, "" },
+      { "the single child goes", []( Tree & t ) { t.crownDel(), t.crownDel(); }, "uncrowned" },
+      { "a key that it does not care for", []( Tree & t ) { t.birdIs( 6, true ); }, "" },
+      { "its own key", []( Tree & t ) { t.birdIs( 7, true ); }, "bird" },
+      { "its own key goes with all", []( Tree & t ) { t.birdDelAll(); }, "no bird" },
+   };
+   for( auto const & [ what, write, told ] : story ) {
+      write( *tree );
+      EXPECT_EQ( stage.logged(), told ) << what;
+   }
+}
+
+TEST_F( Watched, AHandlerMayEndTheEntityThatFires ) {
+   auto const end = [ & ] { machine->treeDel(), tree = nullptr; };
+   auto const anew = [ & ] { machine->treeIs( tree = new Tree( "oak" ) ), stage.logged(); };
+   stage.script[ "a there" ] = stage.script[ "a gone" ] = stage.script[ "crowned" ] = stage.script[ "uncrowned" ] = end;
+   stage.script[ "fruit1 gone" ] = end;
+   auto const orphan = tree->leafIs( "a" ); // each mutator still finishes
+   EXPECT_EQ( orphan->lumParent(), nullptr );
+   anew();
+   EXPECT_EQ( tree->crownIs( "x" )->name(), "x" );
+   anew();
+   stage.script[ "a there" ] = nullptr;
+   tree->leafIs( "a" ), tree->leafIs( "b" );
+   tree->leafDelAll(); // "b" is not told of any more
+   EXPECT_EQ( stage.logged(), "a there b there a gone" );
+   anew();
+   tree->fruitIs( 1, 1 ), tree->fruitIs( 2, 1 );
+   tree->fruitDelAll();
+   EXPECT_FALSE( tree );
+}
+
+TEST_F( Watched, RetargetingReadsTheWholeOnce ) {
+   Lum::Ptr< Tree > const elm( new Tree( "elm" ) );
+   elm->fruitIs( 1, 1 );
+   std::string const whole = "height=0 fruit ring nest leaf uncrowned no bird";
+
+   EXPECT_EQ( stage.logged(), "" ) << "the first binding calls nothing";
+   machine->treeIs( elm );
+   EXPECT_EQ( stage.logged(), whole );
+   tree->heightIs( 1 ), tree->birdIs( 7, true );
+   EXPECT_EQ( stage.logged(), "" ) << "the old one is not watched";
+   EXPECT_EQ( Tree::LumAttribute_bird::keyNotifiees( *tree ).listIfAny( 7 ), nullptr );
+   machine->treeIs( elm );
+   EXPECT_EQ( stage.logged(), "" ) << "the same again";
+   machine->treeDel();
+   elm->heightIs( 1 ), elm->heightIs( 0 );
+   EXPECT_EQ( stage.logged(), "" ) << "none";
+   machine->treeIs( elm );
+   EXPECT_EQ( stage.logged(), whole );
+
+   machine->lumDoZombieReactors( true );
+   elm->heightIs( 5 );
+   machine->treeIs( tree );
+   tree->heightIs( 9 );
+   EXPECT_EQ( stage.logged(), "" ) << "a zombie";
+   machine->lumDoZombieReactors( false );
+   EXPECT_EQ( stage.logged(), "" );
+   tree->heightIs( 10 );
+   EXPECT_EQ( stage.logged(), "height=10" );
+}
+
+TEST_F( Watched, WhatAHandlerMayDoWhileRetargeting ) {
+   Lum::Ptr< Tree > const elm( new Tree( "elm" ) ), fir( new Tree( "fir" ) );
+   fir->heightIs( 1 );
+   struct {
+      char const * what;
+      std::function< void() > act; // in the second of the seven handlers
+      char const * told;
+   } const cases[] = {
+      { "looks away", [ & ] { machine->treeDel(); }, "height=0 fruit" },
+      { "looks elsewhere", [ & ] { machine->treeIs( fir ); },
+        "height=0 fruit height=1 fruit ring nest leaf uncrowned no bird" },
+      { "becomes a zombie", [ & ] { machine->lumDoZombieReactors( true ); }, "height=0 fruit" },
+      { "changes what is watched", [ & ] { elm->crownIs( "x" ); },
+        "height=0 fruit crowned ring nest leaf crowned no bird" },
+      { "raises", [] { throw std::runtime_error( "ripe" ); }, "height=0 fruit ring nest leaf crowned no bird" },
+      { "ends the machine", [ & ] { machine = nullptr; }, "height=0 fruit" },
+   };
+   for( auto const & [ what, act, told ] : cases ) {
+      machine->lumDoZombieReactors( false );
+      machine->treeIs( tree );
+      stage.logged();
+      stage.script[ "fruit" ] = act;
+      machine->treeIs( elm );
+      EXPECT_EQ( stage.logged(), told ) << what;
+   }
+   EXPECT_EQ( elm->references(), 1u );
+}
+
+TEST_F( Watched, AnExceptionEndsAtItsHandler ) {
+   auto const other = Lum::Factory< TreeSm >()( &stage, 8 );
+   other->treeIs( tree );
+   auto const exceptions = Lum::notificationExceptions();
+   std::string sunk;
+   Lum::notificationExceptionSinkIs(
+      []( void * to, std::string const & text ) { *static_cast< std::string * >( to ) += text + ";"; }, &sunk );
+   testing::internal::CaptureStderr();
+   stage.script[ "height=1" ] = [] { throw std::runtime_error( "too high" ); };
+   stage.script[ "fruit1=1" ] = [] { throw 1; };
+   stage.script[ "a there" ] = [ & ] { Lum::throwRangeException( "late" ); };
+   tree->heightIs( 1 );
+   tree->fruitIs( 1, 1 );
+   tree->leafIs( "a" );
+   Lum::notificationExceptionSinkIs( nullptr, nullptr );
+   EXPECT_EQ( testing::internal::GetCapturedStderr(),
+              "exception in a handler of Actors::Tree::height: too high\n"
+              "exception in a handler of Actors::Tree::fruit: unknown exception\n"
+              "exception in a handler of Actors::Tree::leaf: late\n" );
+   EXPECT_EQ( sunk, "too high;unknown exception;late;" );
+   EXPECT_EQ( Lum::notificationExceptions(), exceptions + 3 );
+   EXPECT_EQ( stage.logged(), "height=1 height=1 fruit1=1 fruit1=1 a there a there" );
+}
+
+/// Notes the writes among the handlers' calls.
+struct Observer final : Lum::WriteObserver {
+   explicit Observer( Stage & to ) : stage( to ) { Lum::Entity::writeObserverIs( this ); }
+   ~Observer() { Lum::Entity::writeObserverIs( nullptr ); }
+   void handleWrite( Lum::Entity const & entity, Lum::AttributeId attribute, void const * key ) override {
+      stage.called( entity.fwkKey().str() + "." + entity.lumAttributeName( attribute ).str() + ( key ? "[]" : "" ) );
+   }
+   Stage & stage;
+};
+
+TEST_F( Watched, TheObserverSeesEachWriteBeforeItsHandlers ) {
+   Observer const observer( stage );
+   stage.script[ "height=1" ] = [ & ] { tree->fruitIs( 1, 1 ); };
+   tree->heightIs( 1 );
+   tree->heightIs( 1 );
+   EXPECT_EQ( stage.logged(), "oak.height height=1 oak.fruit[] fruit1=1" );
+   tree->leafIs( "a" )->levelIs( 1 ); // which nobody watches
+   tree->leafDel( "a" );
+   EXPECT_EQ( stage.logged(), "oak.leaf[] a there a.level oak.leaf[] a gone" );
+}
+
+TEST( Ownership, AChildKnowsItsHolderAsLongAsItIsHeld ) {
+   Lum::Ptr< Tree > tree( new Tree( "oak" ) );
+   auto const leaf = tree->leafIs( "a" ), crown = tree->crownIs( "c" ), held = tree->leafIs( "b" );
+   EXPECT_EQ( leaf->lumParent(), tree.get() );
+   EXPECT_EQ( tree->lumAttributeName( leaf->lumParentAttribute() ), "leaf" );
+   EXPECT_EQ( tree->lumAttributeName( crown->lumParentAttribute() ), "crown" );
+   tree->leafDel( "a" );
+   EXPECT_EQ( leaf->lumParent(), nullptr );
+   tree = nullptr;
+   EXPECT_EQ( crown->lumParent(), nullptr );
+   EXPECT_EQ( held->lumParent(), nullptr );
+   held->levelIs( 1 ); // it lives on
+}
+
+} // namespace
+} // namespace Actors
