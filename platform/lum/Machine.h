@@ -116,11 +116,12 @@ String machineKey( T const & machine ) {
 template< class T, class... Args >
 void checkArguments( T const & machine, Args const &... args ) {
    auto const check = [ & ]( auto argument, auto const & value ) {
-      if( argument.get( machine ) == value ) return;
+      auto const & held = argument.get( machine );
+      auto const & wanted = static_cast< decltype( held ) >( value );
+      if( held == wanted ) return;
       throwNameInUseException( textOf( "Reinstantiating the pointer interface where constructor parameter attribute _",
-                                       argument.name, " has a different value of ", argumentStrep( value ),
-                                       " than the current value of ", argumentStrep( argument.get( machine ) ),
-                                       " not allowed" ) );
+                                       argument.name, " has a different value of ", argumentStrep( wanted ),
+                                       " than the current value of ", argumentStrep( held ), " not allowed" ) );
    };
    [ & ]< unsigned... i >( std::integer_sequence< unsigned, i... > ) { ( check( ArgumentOf< T, i >{}, args ), ... ); }
    ( std::make_integer_sequence< unsigned, argumentCount< T > >{} );

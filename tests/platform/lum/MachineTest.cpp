@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 namespace Actors {
-namespace {
 
 class GroveSm;
 
@@ -51,6 +50,8 @@ class GroveSm : public Lum::PtrInterface {
 };
 
 void OakSm::note( std::string const & what ) { parent()->stage()->called( leaf()->name().str() + " " + what ); }
+
+namespace {
 
 constexpr Lum::Factory< GroveSm > groveSmFactory;
 

@@ -95,22 +95,25 @@ TEST_F( Watched, OnlyAChangeFires ) {
 }
 
 TEST_F( Watched, AHandlerMayEndTheEntityThatFires ) {
-   auto const end = [ & ] { machine->treeDel(), tree = nullptr; };
-   auto const anew = [ & ] { machine->treeIs( tree = new Tree( "oak" ) ), stage.logged(); };
-   stage.script[ "a there" ] = stage.script[ "a gone" ] = stage.script[ "crowned" ] = stage.script[ "uncrowned" ] = end;
-   stage.script[ "fruit1 gone" ] = end;
-   auto const orphan = tree->leafIs( "a" ); // each mutator still finishes
-   EXPECT_EQ( orphan->lumParent(), nullptr );
-   anew();
-   EXPECT_EQ( tree->crownIs( "x" )->name(), "x" );
-   anew();
-   stage.script[ "a there" ] = nullptr;
-   tree->leafIs( "a" ), tree->leafIs( "b" );
-   tree->leafDelAll(); // "b" is not told of any more
-   EXPECT_EQ( stage.logged(), "a there b there a gone" );
-   anew();
-   tree->fruitIs( 1, 1 ), tree->fruitIs( 2, 1 );
-   tree->fruitDelAll();
+   auto const endAt = [ & ]( std::string const & call ) {
+      stage.script.clear();
+      machine->treeIs( tree = new Tree( "oak" ) );
+      stage.logged();
+      stage.script[ call ] = [ & ] { machine->treeDel(), tree = nullptr; };
+   };
+   endAt( "a there" ); // each mutator still finishes
+   EXPECT_EQ( tree->leafIs( "a" )->lumParent(), nullptr );
+   endAt( "crowned" );
+   EXPECT_EQ( tree->crownIs( "x" )->lumParent(), nullptr );
+   endAt( "uncrowned" );
+   tree->crownIs( "x" ), tree->crownDel();
+   endAt( "fruit1 gone" );
+   tree->fruitIs( 1, 1 ), tree->fruitDel( 1 );
+   endAt( "ring1 gone" );
+   tree->ringIs( 1, 1 ), tree->ringIs( 2, 1 ), tree->ringDelAll();
+   EXPECT_EQ( stage.logged(), "ring1=1 ring2=1 ring1 gone" );
+   endAt( "a gone" );
+   tree->leafIs( "a" ), tree->leafIs( "b" ), tree->leafDelAll(); // in whichever order
    EXPECT_FALSE( tree );
 }
 

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -110,16 +111,15 @@ TEST_F( RibbonTest, ManyRoundsKeepTheNewestLinesOfEachLevel ) {
 TEST_F( RibbonTest, ALiveProcessCanBeReadWhileItWrites ) {
    pid_t const writer = ::fork();
    if( writer == 0 ) {
+      ::prctl( PR_SET_PDEATHSIG, SIGKILL );
       initialize();
       for( int number = 0;; ++number ) step( number );
    }
-   while( !fs::exists( file ) || fs::file_size( file ) < 320 * 1024 ) ::usleep( 1000 );
-   ::usleep( 20000 );
+   while( !fs::exists( file ) || bytes().find( " step " ) == std::string::npos ) ::usleep( 1000 );
    for( int i = 0; i < 200; ++i ) {
       auto const contents = Ribbon::readFile( file );
-      ASSERT_TRUE( contents.notes.empty() ) << contents.notes[ 0 ];
-      for( auto const & message : contents.messages )
-         ASSERT_TRUE( message.text.starts_with( " step " ) ) << message.text;
+      EXPECT_TRUE( contents.notes.empty() );
+      for( auto const & message : contents.messages ) EXPECT_TRUE( message.text.starts_with( " step " ) );
    }
    ::kill( writer, SIGKILL );
    ::waitpid( writer, nullptr, 0 );
