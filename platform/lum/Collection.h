@@ -7,12 +7,14 @@
 // ascending key order.
 #pragma once
 
+#include "platform/lum/Hash.h"
 #include "platform/lum/PtrInterface.h"
 
 #include <boost/intrusive/set.hpp>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 namespace Lum {
@@ -120,7 +122,7 @@ class HashTable : public Walked< HashTable< NodeType > > {
    bool empty() const { return size_ == 0; }
 
    Node * find( Key const & key ) const {
-      std::uint64_t const hash = std::hash< Key >()( key );
+      std::uint64_t const hash = hashOf( key );
       for( Node * node = buckets_[ bucketOf( hash ) ]; node && node->hash <= hash; node = node->next ) {
          if( node->hash == hash && node->key() == key ) return node;
       }
@@ -130,7 +132,7 @@ class HashTable : public Walked< HashTable< NodeType > > {
    /// Takes over `node`, whose key must not be there.
    Node & insert( std::unique_ptr< Node > node ) {
       if( size_ >= ( std::size_t( 1 ) << bits_ ) ) grow();
-      node->hash = std::hash< Key >()( node->key() );
+      node->hash = hashOf( node->key() );
       Node ** place = &buckets_[ bucketOf( node->hash ) ];
       for( ; *place && ( *place )->hash <= node->hash; place = &( *place )->next ) {
          if( ( *place )->hash == node->hash && ( *place )->key() == node->key() ) assertDupKey();
@@ -167,6 +169,10 @@ class HashTable : public Walked< HashTable< NodeType > > {
    }
 
  private:
+   static std::uint64_t hashOf( Key const & key ) {
+      std::uint64_t const hash = std::hash< Key >()( key );
+      return std::is_integral_v< Key > ? mix( hash ) : hash; // the library's is the number itself, in the low bits
+   }
    std::size_t bucketOf( std::uint64_t hash ) const { return bits_ ? hash >> ( 64 - bits_ ) : 0; }
    Node * firstFrom( std::size_t bucket ) const {
       for( std::size_t const buckets = std::size_t( 1 ) << bits_; bucket < buckets; ++bucket ) {

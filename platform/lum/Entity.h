@@ -214,9 +214,9 @@ class ChildSlot : public Ptr< T > {
 /// What every attribute's description begins with, and its list of subscribers.
 #define LUM_DESCRIBE_( attribute, formOfIt )                                                                           \
    using Owner = LumSelf;                                                                                              \
-   static constexpr char const * name = #attribute;                                                                    \
-   static constexpr Lum::AttributeId id = lumId_##attribute;                                                           \
-   static constexpr Lum::Form form = formOfIt;                                                                         \
+   [[maybe_unused]] static constexpr char const * name = #attribute;                                                   \
+   [[maybe_unused]] static constexpr Lum::AttributeId id = lumId_##attribute;                                          \
+   [[maybe_unused]] static constexpr Lum::Form form = formOfIt;                                                        \
    static Lum::NotifieeList & list( Owner const & owner ) { return owner.attribute##Notifiees_; }
 
 /// A value. Its default is the type's, or the one that LUM_VALUE_DEFAULT names.

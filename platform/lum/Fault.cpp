@@ -1,5 +1,7 @@
 #include "platform/lum/Fault.h"
 
+#include "platform/lum/Trace.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -43,6 +45,11 @@ void onNotificationException( std::string const & watched ) noexcept {
    ++exceptions;
    std::string const text = currentExceptionText();
    std::fprintf( stderr, "exception in a handler of %s: %s\n", watched.c_str(), text.c_str() );
+   static auto & trace = *new TraceHandle( "Lum", false );
+   if( trace.streamEnabled( TraceFacility::level6 ) ) {
+      TraceFacility::lineIs( { trace.name().view(), TraceFacility::level6, __FILE__, __LINE__, __func__,
+                               "exception in a handler of " + watched + ": " + text } );
+   }
    if( sink.call ) sink.call( sink.context, text );
 }
 

@@ -244,8 +244,8 @@ class MachineSlot {
 
 #define LUM_DESCRIBE_MACHINE_( attribute, formOfIt )                                                                   \
    using Owner = LumSelf;                                                                                              \
-   static constexpr char const * name = #attribute;                                                                    \
-   static constexpr Lum::Form form = formOfIt;
+   [[maybe_unused]] static constexpr char const * name = #attribute;                                                   \
+   [[maybe_unused]] static constexpr Lum::Form form = formOfIt;
 
 /// Enters `attribute` as the next constructor argument.
 #define LUM_ARGUMENT_( attribute )                                                                                     \

@@ -50,16 +50,24 @@ std::uint64_t String::hashOf( Rep & rep ) {
 }
 
 String format( char const * form, ... ) {
+   char brief[ 128 ]; // most texts fit
    va_list arguments;
    va_start( arguments, form );
    va_list again;
    va_copy( again, arguments );
-   int const size = std::vsnprintf( nullptr, 0, form, arguments );
+   int const written = std::vsnprintf( brief, sizeof brief, form, arguments );
    va_end( arguments );
-   std::string text( size > 0 ? static_cast< std::size_t >( size ) : 0, '\0' );
-   std::vsnprintf( text.data(), text.size() + 1, form, again );
+   auto const size = written > 0 ? static_cast< std::size_t >( written ) : 0;
+   String result;
+   if( size < sizeof brief ) {
+      result = std::string_view( brief, size );
+   } else {
+      std::string text( size, '\0' );
+      std::vsnprintf( text.data(), size + 1, form, again );
+      result = text;
+   }
    va_end( again );
-   return text;
+   return result;
 }
 
 std::ostream & operator<<( std::ostream & out, String const & text ) { return out << text.view(); }

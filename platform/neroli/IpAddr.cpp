@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <boost/endian/conversion.hpp>
+#include <charconv>
 #include <string>
 
 namespace Neroli {
@@ -29,9 +30,14 @@ std::optional< IpAddr > IpAddr::parse( std::string_view text ) {
 }
 
 Lum::String IpAddr::stringValue() const {
-   unsigned char bytes[ 4 ];
-   boost::endian::store_big_u32( bytes, value_ );
-   return textFromBytes( AF_INET, bytes );
+   char text[ 15 ];
+   char * end = text;
+   for( unsigned shift = 32; shift > 0; ) {
+      shift -= 8;
+      end = std::to_chars( end, text + sizeof text, value_ >> shift & 0xff ).ptr;
+      if( shift > 0 ) *end++ = '.';
+   }
+   return std::string_view( text, static_cast< std::size_t >( end - text ) );
 }
 
 std::optional< Ip6Addr > Ip6Addr::parse( std::string_view text ) {

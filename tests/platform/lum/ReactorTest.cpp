@@ -162,7 +162,8 @@ TEST_F( Watched, WhatAHandlerMayDoWhileRetargeting ) {
       { "changes what is watched", [ & ] { elm->crownIs( "x" ); },
         "height=0 fruit crowned ring nest leaf crowned no bird" },
       { "raises", [] { throw std::runtime_error( "ripe" ); }, "height=0 fruit ring nest leaf crowned no bird" },
-      { "ends the machine", [ & ] { machine = nullptr; }, "height=0 fruit" },
+      { "ends the machine, which stays to the end", [ & ] { machine = nullptr; },
+        "height=0 fruit ring nest leaf crowned no bird" },
    };
    for( auto const & [ what, act, told ] : cases ) {
       machine->lumDoZombieReactors( false );

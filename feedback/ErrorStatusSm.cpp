@@ -1,0 +1,54 @@
+#include "feedback/KivErrorStatus.h"
+
+#include "agent/KivLocalTypes.h"
+#include "platform/ribbon/TwinRibbon.h"
+
+TRACE_MODULE( "KivErrorStatus" );
+
+namespace Kiv {
+
+void ErrorStatusSm::handleInitialized() {
+   initializedIs( true );
+   handleKivPolicyStatusDir();
+}
+
+void ErrorStatusSm::handleKivPolicyStatusDir() {
+   for( auto const & [ key, entity ] : kivPolicyStatusDir()->entityPtr() ) handleKivPolicyStatusDir( key );
+}
+
+void ErrorStatusSm::handleKivPolicyStatusDir( Lum::Name key ) {
+   if( !initialized() ) return;
+   TRACE8( trace(), " key: ", key );
+   if( auto const status = Lum::entryOf< V1::KivPolicyFragmentStatus const >( kivPolicyStatusDir(), key ) ) {
+      TRACE6( trace(), " create ErrorStatusPerVtepSm for ", key );
+      errorStatusPerVtepSmIs( key, status, policyRunningInfoCol(), serviceIntfConfig() );
+      TRACE6( trace(), " errorStatusPerVtepSm created for ", key );
+   } else if( auto const gone = errorStatusPerVtepSmDel( key ) ) {
+      gone->cleanup();
+   }
+}
+
+bool ErrorStatusSm::insideIngressFlowProgrammed( Neroli::IpGenAddr const & ip, Lum::String fragName,
+                                                 Lum::Name excludingVtep ) const {
+   TRACE8( trace(), " ip: ", ip, " fragName: ", fragName, " excludingVtep: ", excludingVtep );
+   Lum::String const flowName = Lum::textOf( PolicyFlowName::insideVtepIngress, "-", ip );
+   for( auto const & [ name, perVtepSm ] : errorStatusPerVtepSm() ) {
+      if( name == excludingVtep ) {
+         TRACE6( trace(), " skipping for ", name );
+         continue;
+      }
+      auto const fragmentSm = perVtepSm->fragment( fragName );
+      if( fragmentSm && fragmentSm->isFlowProgrammed( flowName ) ) {
+         TRACE7( trace(), " returning true " );
+         return true;
+      }
+   }
+   TRACE7( trace(), " returning false " );
+   return false;
+}
+
+bool ErrorStatusPerVtepSm::insideIngressFlowProgrammed( Neroli::IpGenAddr const & ip, Lum::String fragName ) const {
+   return parent()->insideIngressFlowProgrammed( ip, fragName, name() );
+}
+
+} // namespace Kiv
