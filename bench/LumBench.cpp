@@ -49,14 +49,22 @@ class OneFruitSm : public Lum::PtrInterface {
 
 Lum::Ptr< Tree > makeTree() { return new Tree( "oak" ); }
 
+/// Of several makes, so that the compiler cannot guess whose call it is.
 struct Plain {
    virtual ~Plain() = default;
-   virtual void call() { ++calls; }
+   virtual void call() = 0;
+};
+struct Up final : Plain {
+   void call() override { ++calls; }
+};
+struct Down final : Plain {
+   void call() override { --calls; }
 };
 
 void virtualCall( benchmark::State & state ) {
-   Plain plain;
-   Plain * object = &plain;
+   Up up;
+   Down down;
+   Plain * object = state.max_iterations ? static_cast< Plain * >( &up ) : &down;
    for( auto _ : state ) {
       benchmark::DoNotOptimize( object ); // its type is not known to the compiler
       object->call();

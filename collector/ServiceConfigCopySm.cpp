@@ -24,7 +24,7 @@ void ServiceConfigCopySm::ServicePolicySm::handleInitialized() {
    bool const mine =
       !config->servicePolicy( name() ) || parent()->parent()->pickBestSourcePolicy( source, name(), false ) == source;
    if( !mine && !initialized() ) return;
-   if( mine ) initializedIs( true ); // before the copy: a standby's handlers write nothing
+   initializedIs( true ); // before the copy: a standby's handlers write nothing
    servicePolicyOutIs( config->servicePolicyIs( name() ) );
    handleServiceDeviceId();
    handlePolicyName();
@@ -95,8 +95,8 @@ void ServiceConfigCopySm::ServiceIntfInfoSm::handleInitialized() {
    // A free key is taken without a contest.
    bool const mine =
       !config->intfSet( uuid() ) || parent()->parent()->pickBestSourceIntf( source, uuid(), false ) == source;
-   if( mine ) initializedIs( true ); // before the copy: a standby's handlers write nothing
-   if( !initialized() ) return;
+   if( !mine && !initialized() ) return;
+   initializedIs( true ); // before the copy: a standby's handlers write nothing
    serviceIntfInfoOutIs( config->intfSetIs( uuid() ) );
    handleZone();
    handleServiceInterface();

@@ -18,7 +18,6 @@ void ServicePolicyBrainSm::handleInitialized() {
    initializedIs( true );
    policyInfoIs( policyHelperInfo()->policyInfoIs( name() ) );
    policyRunningInfoIs( policyRunningInfoCol()->policyRunningInfoIs( name() ) );
-   fragmentRunningInfoFollow();                                // binding to a first record calls nothing
    policyRunningInfo()->policyStateIs( State::policyPending ); // restored groups start like new ones
 
    for( auto const & [ vni, serviceVni ] : policyRunningInfo()->originalToServiceVni() ) {

@@ -98,12 +98,13 @@ TEST_F( Collector, TheLowestNameWinsInWhateverOrderSourcesComeAndGo ) {
 }
 
 TEST_F( Collector, ATakeOverMakesANewRecordAndLeavesTheOldOneAsItWas ) {
+   sourceIs( "c" );
    sourceIs( "b" );
    for( auto const * const winner : { "a", "b" } ) {
       auto const old = policies->servicePolicy( "p" );
       auto const before = show( old );
-      sourceIs( "c" );
-      dirs[ 2 ]->entityPtrDel( "c" ); // a standby comes and goes unseen
+      dirs[ 2 ]->entityPtrDel( "c" ); // a standby goes unseen, also one that has been the winner,
+      sourceIs( "c" );                // and comes unseen
       EXPECT_EQ( policies->servicePolicy( "p" ), old );
       *winner == 'a' ? sourceIs( "a" ) : configOf( "a" )->servicePolicyDel( "p" );
       EXPECT_NE( policies->servicePolicy( "p" ), old );
@@ -151,9 +152,14 @@ TEST_F( Collector, AllSourcesMustHaveConverged ) {
    put( 0, "b" );
    EXPECT_TRUE( state->convergenceComplete() ); // b is no source yet
    put( 1, "b" );
-   for( bool const converged : { false, true, false } ) {
-      b->convergenceCompleteIs( converged );
-      EXPECT_EQ( state->convergenceComplete(), converged );
+   EXPECT_FALSE( state->convergenceComplete() );
+   b->convergenceCompleteIs( true );
+   EXPECT_TRUE( state->convergenceComplete() );
+   for( auto const * const name : { "a", "b" } ) { // whichever is looked at first
+      auto const source = Lum::entryOf< KivPolicySourceState >( dirs[ 2 ], name );
+      source->convergenceCompleteIs( false );
+      EXPECT_FALSE( state->convergenceComplete() );
+      source->convergenceCompleteIs( *name == 'a' );
    }
    dirs[ 1 ]->entityPtrDel( "b" ); // gone before it converged: it holds nothing back
    EXPECT_TRUE( state->convergenceComplete() );
