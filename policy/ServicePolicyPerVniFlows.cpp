@@ -115,7 +115,7 @@ void ServicePolicyPerVniSm::handleServiceVtepSwitchId( Lum::String switchId ) {
       createServiceFlowRules( switchId );
       return;
    }
-   // With the last service VTEP gone nothing is removed here: the group has lost its readiness, and takes all back.
+   // An empty set removes nothing, and it is meant: it is how a group that falls back looks, after it has revoked all.
    if( policyRunningInfo()->serviceVtepSwitchId().empty() || isServiceVtep ) return;
    TRACE6( trace(), " Removing flows from service vtep " );
    clearServiceVtep( switchId );

@@ -78,8 +78,7 @@ class Entity : public PtrInterface {
       auto const * members = siblings_ ? siblings_->listIfAny( attribute ) : nullptr;
       if( list.empty() && !keyList && ( !members || members->empty() ) ) return;
       change.entity = this;
-      Ptr< Entity > const alive( this );
-      Visit visit;
+      Visit visit( this );
       visit.add( list );
       if( keyList ) visit.add( *keyList );
       if( members ) visit.add( *members );

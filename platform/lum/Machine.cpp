@@ -4,6 +4,7 @@ namespace Lum {
 
 void detachMachine( PtrInterface & machine ) {
    machine.hasNotificationActiveIs( false );
+   Visit::keepOwner( machine );
    machine.lumOwnerIs( nullptr );
 }
 

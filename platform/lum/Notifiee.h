@@ -40,7 +40,9 @@
 #include "platform/lum/PtrInterface.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace Lum {
 
@@ -115,13 +117,22 @@ class NotifieeList {
    Subscription * last_ = nullptr;
 };
 
-/// One firing under way: a walk over up to three lists at once, in the order of registration.
+/// One firing under way: a walk over up to three lists at once, in the order of registration. It costs the entity and
+/// the machines no counts: an object whose last pointer goes asks the visits whether they use it, and then stays.
 class Visit {
  public:
-   Visit() : outer_( innermost_ ), newest_( registrations_ ) { innermost_ = this; }
+   explicit Visit( PtrInterface * entity ) : outer_( innermost_ ), newest_( registrations_ ), entity_( entity ) {
+      innermost_ = this;
+   }
    Visit( Visit const & ) = delete;
    Visit & operator=( Visit const & ) = delete;
-   ~Visit() { innermost_ = outer_; }
+   ~Visit() { innermost_ = outer_; } // and what was kept goes, if no outer visit uses it
+
+   /// Whether a visit under way uses `object`, which has one reference: if so, the visit takes that over until it uses
+   /// the object no more.
+   static bool keep( PtrInterface & object );
+   /// Has the visits that use `machine` keep its owner, too, from which it is about to be cut off.
+   static void keepOwner( PtrInterface const & machine );
 
    void add( NotifieeList const & list ) {
       if( list.first_ ) next_[ lists_++ ] = list.first_;
@@ -131,12 +142,14 @@ class Visit {
    template< class Watched >
    void run( Change const & change, Watched const & watched ) {
       while( Subscription * each = take() ) {
-         KeepAlive const alive( each->notifiee_->machine() );
+         machine_ = each->notifiee_->machine();
          try {
             each->notifiee_->onAttribute( *each, change );
          } catch( ... ) {
             onNotificationException( watched() );
          }
+         if( kept_ ) [[unlikely]]
+            release();
       }
    }
 
@@ -144,27 +157,30 @@ class Visit {
    friend class Subscription;
 
    /// The subscriber that registered first of those not called yet; null at the end.
-   Subscription * take();
+   Subscription * take() {
+      if( lists_ != 1 ) return takeOfSeveral();
+      auto * const each = next_[ 0 ];
+      if( !each || each->registration_ > newest_ ) return nullptr;
+      next_[ 0 ] = each->next_;
+      return each;
+   }
+   Subscription * takeOfSeveral();
    void left( Subscription const & gone );
+   /// Whether a handler of `object` runs, or of a machine below it.
+   bool runs( PtrInterface const & object ) const;
+   std::vector< Ptr< PtrInterface > > & kept();
+   void release();
 
    static inline Visit * innermost_ = nullptr;
    static inline std::uint64_t registrations_ = 0;
 
    Visit * outer_;
    std::uint64_t newest_;
+   PtrInterface * entity_;            // that fires
+   PtrInterface * machine_ = nullptr; // whose handler runs
+   std::unique_ptr< std::vector< Ptr< PtrInterface > > > kept_;
    unsigned lists_ = 0;
    Subscription * next_[ 3 ];
 };
-
-inline Subscription * Visit::take() {
-   Subscription ** best = nullptr;
-   for( unsigned i = 0; i < lists_; ++i ) {
-      if( next_[ i ] && ( !best || next_[ i ]->registration_ < ( *best )->registration_ ) ) best = &next_[ i ];
-   }
-   if( !best || ( *best )->registration_ > newest_ ) return nullptr;
-   auto * const each = *best;
-   *best = each->next_;
-   return each;
-}
 
 } // namespace Lum

@@ -1,5 +1,7 @@
 #include "platform/lum/PtrInterface.h"
 
+#include "platform/lum/Notifiee.h"
+
 #include <new>
 
 namespace Lum {
@@ -10,9 +12,9 @@ void PtrInterface::operator delete( void * memory ) { ::operator delete( memory 
 
 void PtrInterface::zeroReferencesIs() {
    // One reference stands for the deletion itself, so that a handler that takes a pointer meanwhile does not delete
-   // twice.
+   // twice. A visit that uses the object takes it over.
    references_ = 1;
-   handleZeroRef();
+   if( !Visit::keep( *this ) ) handleZeroRef();
 }
 
 void PtrInterface::handleZeroRef() {

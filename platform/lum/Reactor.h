@@ -64,7 +64,7 @@ class Reactor final : public NotifieeConst {
    }
 
    void onAttribute( Subscription const & which, Change const & change ) override {
-      std::size_t index = static_cast< std::size_t >( &which - subscriptions_.data() );
+      std::size_t index = Input::count > 1 ? static_cast< std::size_t >( &which - subscriptions_.data() ) : 0;
       Input::reactions( [ & ]( auto kind, auto handler, auto... ) {
          if( index-- == 0 ) call( kind, handler, change );
       } );

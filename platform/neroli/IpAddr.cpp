@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <boost/endian/conversion.hpp>
-#include <charconv>
 #include <string>
 
 namespace Neroli {
@@ -30,14 +29,7 @@ std::optional< IpAddr > IpAddr::parse( std::string_view text ) {
 }
 
 Lum::String IpAddr::stringValue() const {
-   char text[ 15 ];
-   char * end = text;
-   for( unsigned shift = 32; shift > 0; ) {
-      shift -= 8;
-      end = std::to_chars( end, text + sizeof text, value_ >> shift & 0xff ).ptr;
-      if( shift > 0 ) *end++ = '.';
-   }
-   return std::string_view( text, static_cast< std::size_t >( end - text ) );
+   return Lum::format( "%u.%u.%u.%u", value_ >> 24, value_ >> 16 & 0xff, value_ >> 8 & 0xff, value_ & 0xff );
 }
 
 std::optional< Ip6Addr > Ip6Addr::parse( std::string_view text ) {

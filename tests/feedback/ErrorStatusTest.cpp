@@ -13,7 +13,7 @@ namespace {
 
 using Status = std::optional< std::uint32_t >; // of a flow; none: the switch does not mention it
 
-Lum::Name const switchA = "02-00-aa-bb-cc-0a", switchB = "02-00-aa-bb-cc-0b";
+Lum::Name const switchA = "02-00-aa-bb-cc-0a", switchB = "02-00-aa-bb-cc-0b", switchC = "02-00-aa-bb-cc-0c";
 Vxlan::VniOrNone const vni( 100 );
 
 /// One group, "dmz-web", with one host.
@@ -89,7 +89,7 @@ TEST_F( ErrorStatusTest, AHostsFlowIsPresentWhileAnySwitchHoldsIt ) {
                        { "the first drops it", switchA, "dmz-web-100", {}, true },
                        { "the second is refused", switchB, "dmz-web-100", 3, false },
                        { "and succeeds", switchB, "dmz-web-100", 2, true },
-                       { "another fragment has such a flow", switchA, "dmz-web-200", 2, true },
+                       { "another fragment has such a flow", switchC, "dmz-web-200", 2, true },
                        { "which is none of this one", switchB, "dmz-web-100", 1, false } };
    for( auto const & [ story, name, fragment, status, present ] : steps ) {
       SCOPED_TRACE( story );

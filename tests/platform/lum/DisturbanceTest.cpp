@@ -74,6 +74,13 @@ Disturbance const disturbances[] = {
         s.tree = nullptr;
      },
      "0 1", nullptr },
+   { "the entity loses its watchers, and it raises",
+     []( Scene & s ) {
+        for( auto const & [ id, watcher ] : s.watchers ) watcher->treeDel();
+        s.tree = nullptr;
+        throw 1;
+     },
+     "0 1", nullptr },
    { "itself retargets", []( Scene & s ) { s.watchers[ 1 ]->treeDel(); }, "0 1 2 3", "0 2 3" },
    { "the next retargets", []( Scene & s ) { s.watchers[ 2 ]->treeDel(); }, "0 1 3", "0 1 3" },
    { "the next becomes a zombie", []( Scene & s ) { s.watchers[ 2 ]->lumDoZombieReactors( true ); }, "0 1 3", "0 1 3" },
@@ -192,6 +199,11 @@ TEST( Visit, GoesByRegistrationAcrossTheKinds ) {
    stage.script[ "c2" ] = [ & ] { kept[ 3 ] = nullptr; };
    tree->fruitIs( 7, 1 );
    EXPECT_EQ( stage.logged(), "k1 c2 c7" );
+   stage.script[ "c2" ] = [ & ] { join( Lum::Factory< FruitSm >(), "c9", &stage, tree ); };
+   tree->fruitIs( 7, 2 );
+   EXPECT_EQ( stage.logged(), "k1 c2 c7" ) << "one that joins is not called yet";
+   tree->fruitIs( 7, 3 );
+   EXPECT_EQ( stage.logged(), "k1 c2 c7 c9" );
 
    // A member that has left is watched by those only who watch it itself.
    tree->leafDel( "x" );

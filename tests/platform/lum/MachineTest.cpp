@@ -142,6 +142,16 @@ TEST_F( Grove, AFollowerMayRemoveItselfAndItsOwner ) {
    };
    tree->leaf( "b" )->levelIs( 1 );
    EXPECT_EQ( stage.logged(), "b made b level=1 still here grove gone" );
+
+   make();
+   stage.script[ "b level=2" ] = [ & ] {
+      auto const oak = grove->oak( "b" ).get();
+      tree->leafDel( "b" ); // first cut off from its owner
+      grove = nullptr;
+      oak->cleanup(); // and yet both are there
+   };
+   tree->leaf( "b" )->levelIs( 2 );
+   EXPECT_EQ( stage.logged(), "b level=2 b cleanup b cleanup grove gone" );
 }
 
 TEST_F( Grove, ACollectionKeepsAMachineOrRefuses ) {
