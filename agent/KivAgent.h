@@ -41,6 +41,7 @@ class Agent : public Oxbow::ServiceAgent {
    explicit Agent( Lum::Name name );
    ~Agent() override;
 
+   using Oxbow::ServiceAgent::hubstoreService;
    Lum::Ptr< Harbor::HubstoreService > const & hubstoreService() const { return hubstoreService_; }
    Lum::Ptr< KivServiceMounter > const & serviceMounter() const { return serviceMounter_; }
    /// The mounts of the switches known at start are in.

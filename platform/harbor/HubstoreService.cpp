@@ -20,7 +20,7 @@ HubstoreService::HubstoreService( Lum::Name name, Lum::Ptr< Quarry::EntityManage
 Lum::Ptr< HubstoreServiceMountGroup >
 HubstoreService::serviceMountGroupIs( Lum::Name name, Lum::Ptr< HubstoreServiceMounter > const & mounter ) {
    auto const group = serviceMountGroupIs( std::move( name ) );
-   group->mounter_ = mounter.get();
+   group->mounter_ = Moth::Weak( mounter.get() );
    return group;
 }
 

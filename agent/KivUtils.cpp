@@ -1,0 +1,41 @@
+#include "agent/KivUtils.h"
+
+#include "platform/ribbon/TwinRibbon.h"
+
+#include <algorithm>
+
+TRACE_MODULE( "KivUtils" );
+
+namespace Kiv {
+
+SwitchPair addSwitchToSwitchPair( SwitchPair const & pair, Lum::String const & switchId ) {
+   if( pair.isMember( switchId ) ) {
+      TRACE7( trace(), " Switch ", switchId, " is already a member" );
+      return pair;
+   }
+   if( pair.members() == 2 ) {
+      TRACE7( trace(), " Max number of members. Can't add: ", switchId );
+      return pair;
+   }
+   return SwitchPair( switchId, pair.getValidSwitch() );
+}
+
+SwitchPair removeSwitchFromSwitchPair( SwitchPair const & pair, Lum::String const & switchId ) {
+   return SwitchPair( pair.other( switchId ) );
+}
+
+Lum::String fragmentNameOf( Lum::String const & policy, Vxlan::VniOrNone originalVni ) {
+   return policy + "-" + originalVni.stringValue( false );
+}
+
+Lum::String getPolicyName( Lum::String const & fragmentName ) {
+   return fragmentName.view().substr( 0, fragmentName.view().find_last_of( '-' ) );
+}
+
+Lum::String switchIdFromSystemId( Lum::String const & systemId ) {
+   std::string id = systemId.str();
+   std::replace( id.begin(), id.end(), '-', ':' );
+   return id;
+}
+
+} // namespace Kiv

@@ -1,0 +1,128 @@
+// Where each intercepted host is: its MAC, its VNI and the switches behind which it sits, read from the fabric's tables
+// of each VNI and written to the host's record on the blackboard; and which hosts have aged out.
+//
+//    VniFdbStatusDirSm   the directory of VNIs, and the ageing rounds
+//       L2StatusSm       one VNI: finds the hosts' addresses
+//          VtepLocatorSm one intercepted MAC: follows its VTEP
+//
+// Nothing is done for an entry of the fabric's tables but a lookup, unless its address is intercepted.
+#pragma once
+
+#include "agent/KivLocalTypes.h"
+#include "platform/kiv/PolicyConfig.h"
+#include "platform/loomis/VniStatus.h"
+#include "platform/lum/Dir.h"
+#include "platform/lum/Machine.h"
+#include "platform/moth/TimerTask.h"
+
+namespace Kiv {
+
+/// Follows the VTEP of one intercepted MAC and writes `switchPair` of the host's record.
+class VtepLocatorSm : public Lum::PtrInterface {
+   LUM_MACHINE( VtepLocatorSm );
+   LUM_ARG( mac, Neroli::EthAddr );
+   LUM_ARG_INPUT( vniFdbStatus, Loomis::VniFdbStatusV2 const, LUM_ON_KEY( macVtepTable, mac, handleMacVtepTable ) );
+   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo const, LUM_ON( vtepIpToSwitchPair, handleVtepIpToSwitchPair ) );
+   LUM_ARG( hostInfo, Lum::Ptr< HostInfo > );
+   LUM_LOCAL( latestVtepIp, Neroli::IpGenAddr ); // the last known one; unset until there is one
+   LUM_LOCAL( initialized, bool );
+
+   void handleInitialized();
+   void handleMacVtepTable();
+   /// A switch that joins or leaves a pair reaches the host without a change of the tables.
+   void handleVtepIpToSwitchPair();
+   void handleVtepIpToSwitchPair( Neroli::IpGenAddr ) { handleVtepIpToSwitchPair(); }
+   /// The host is not to be followed any more: its location is unknown.
+   void destroy();
+
+ private:
+   void updateHostLocation();
+};
+
+/// One VNI.
+class L2StatusSm : public Lum::PtrInterface {
+   LUM_MACHINE( L2StatusSm );
+   LUM_ARG( vni, Vxlan::Vni );
+   LUM_ARG_INPUT( vniFdbStatus, Loomis::VniFdbStatusV2 const, LUM_ON( ipToMacTable, handleIpToMacTable ) );
+   // One subscription stands for a reactor on every host of the blackboard. Those that are there at the start are found
+   // by the first walk over the tables.
+   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON_MEMBERSHIP( ipToPolicy, handleIpToPolicy ),
+                  LUM_ON_MEMBER( ipToPolicy, policy, handlePolicy ) );
+   LUM_MEMO( macToIp, Neroli::EthAddr, Neroli::IpGenAddr ); // the hosts that were found here
+   LUM_MEMO( ipToMac, Neroli::IpGenAddr, Neroli::EthAddr ); // the same, the other way round
+   LUM_SMS( vtepLocatorSm, Neroli::EthAddr, VtepLocatorSm );
+   LUM_LOCAL( initialized, bool );
+
+   void handleInitialized();
+   void handleIpToMacTable();
+   void handleIpToMacTable( Neroli::IpGenAddr ip );
+   /// A host came to the blackboard or left it.
+   void handleIpToPolicy( Lum::Ptr< HostInfo > host );
+   /// The group that controls a host changed.
+   void handlePolicy( Lum::Ptr< HostInfo > host );
+   /// The VNI is gone: its hosts have no location.
+   void cleanup();
+
+ private:
+   void addHostInfo( Neroli::IpGenAddr ip );
+   void removeHostInfo( Neroli::IpGenAddr ip );
+   void follow( Neroli::EthAddr mac, Lum::Ptr< HostInfo > info );
+   void pruneHost( Neroli::IpGenAddr ip );
+   void pruneMac( Neroli::EthAddr mac );
+   void populateGRState();
+};
+
+/// A host that was not seen in the last rounds.
+class StaleHost : public Lum::PtrInterface {
+ public:
+   StaleHost( IpVniPair ipVniPair, Neroli::EthAddr mac, Vxlan::VniOrNone serviceVni, Lum::String policyName )
+      : ipVniPair_( ipVniPair ), mac_( mac ), serviceVni_( serviceVni ), policyName_( std::move( policyName ) ) {}
+
+   IpVniPair const & ipVniPair() const { return ipVniPair_; } // its original VNI
+   Neroli::EthAddr mac() const { return mac_; }
+   Vxlan::VniOrNone serviceVni() const { return serviceVni_; }
+   Lum::String const & policyName() const { return policyName_; }
+
+   std::uint16_t thresholdCount() const { return thresholdCount_; } // rounds
+   void thresholdCountIs( std::uint16_t count ) { thresholdCount_ = count; }
+   void thresholdCountInc( std::uint16_t step ) {
+      thresholdCountIs( static_cast< std::uint16_t >( thresholdCount_ + step ) );
+   }
+
+ private:
+   IpVniPair ipVniPair_;
+   Neroli::EthAddr mac_;
+   Vxlan::VniOrNone serviceVni_;
+   Lum::String policyName_;
+   std::uint16_t thresholdCount_ = 0;
+};
+
+/// All VNIs, and the ageing of hosts. A redirected host's traffic runs on its service VNI: a MAC that is missing from
+/// that table for `staleHostThreshold` rounds in a row gets no traffic through the service device, and loses its
+/// location.
+class VniFdbStatusDirSm : public Lum::PtrInterface {
+   LUM_MACHINE( VniFdbStatusDirSm );
+   LUM_ARG_INPUT( vniDir, Lum::Dir const, LUM_ON( entityPtr, handleVniDir ) );
+   LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
+   LUM_ARG( config, Lum::Ptr< Config const > );
+   LUM_SMS( l2StatusSm, Vxlan::Vni, L2StatusSm );
+   LUM_MEMO( staleHost, IpVniPair, Lum::Ptr< StaleHost > );
+   LUM_TASK( task, handleStaleHosts );
+   LUM_LOCAL( initialized, bool );
+
+   void handleInitialized();
+   void handleVniDir();
+   /// One VNI, named in decimal. Raises RangeException for a number that is no VNI.
+   void handleVniDir( Lum::Name name );
+   void handleStaleHosts();
+
+ private:
+   Vxlan::VniOrNone serviceVniOf( Lum::String const & policy, Vxlan::VniOrNone originalVni ) const;
+   Lum::Ptr< Loomis::VniFdbStatusV2 const > tablesOf( Vxlan::VniOrNone vni ) const;
+   void age( StaleHost & stale );
+   void watchIfUnseen( HostInfo const & info );
+};
+
+inline constexpr Lum::Factory< VniFdbStatusDirSm > vniFdbStatusDirSmFactory;
+
+} // namespace Kiv

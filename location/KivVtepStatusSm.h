@@ -1,0 +1,58 @@
+// Which switches own each VTEP address. Two switches of an MLAG pair share one, and flows for it go to both. These
+// machines are the only writers of the blackboard's `vtepIpToSwitchPair` and `vtepSwitchIdToIp`.
+#pragma once
+
+#include "agent/KivLocalTypes.h"
+#include "platform/loomis/VtepStatus.h"
+#include "platform/lum/Dir.h"
+#include "platform/lum/Machine.h"
+
+namespace Kiv {
+
+/// The VTEP records of one switch.
+class VtepStatusDirSm : public Lum::PtrInterface {
+ public:
+   /// One VTEP record.
+   class LumVtepStatusV2 : public Lum::PtrInterface {
+      LUM_MACHINE( LumVtepStatusV2 );
+      LUM_ARG_INPUT( vtepStatusV2, Loomis::VtepStatusV2 const, LUM_ON( vtepIpAddr, handleVtepIpAddrEntry ) );
+      LUM_PARENT( parent, VtepStatusDirSm );
+
+      void handleInitialized();
+      void handleVtepIpAddrEntry();
+      /// The record or its switch is gone: the switch leaves its pair. Its own address stays known until it reports
+      /// again.
+      void cleanup();
+
+    private:
+      void removeSwitch( Neroli::IpGenAddr ip, SwitchPair pair );
+   };
+
+   LUM_MACHINE( VtepStatusDirSm );
+   LUM_ARG( switchId, Lum::String ); // colon form
+   LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
+   LUM_ARG_INPUT( vtepStatusDirV2, Loomis::VtepStatusDirV2 const, LUM_ON( vtepStatus, vtepStatusV2Follow ) );
+   LUM_FOLLOWERS( vtepStatusV2, Lum::Name, LumVtepStatusV2, vtepStatusDirV2, vtepStatus );
+   LUM_LOCAL( initialized, bool );
+
+   void handleInitialized() { initializedIs( true ); }
+   /// The switch is gone.
+   void cleanup() { vtepStatusV2DelAll(); }
+};
+
+/// All switches. A machine that is merely dropped leaves the maps as they are.
+class VtepStatusRootSm : public Lum::PtrInterface {
+   LUM_MACHINE( VtepStatusRootSm );
+   LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
+   LUM_ARG_INPUT( vtepStatusBaseDir, Lum::Dir const, LUM_ON( entityPtr, handleVtepEntry ) );
+   LUM_SMS( vtepStatusSm, Lum::String, VtepStatusDirSm ); // by switch id
+   LUM_LOCAL( initialized, bool );
+
+   void handleInitialized();
+   void handleVtepEntry();
+   void handleVtepEntry( Lum::Name name );
+};
+
+inline constexpr Lum::Factory< VtepStatusRootSm > vtepStatusRootSmFactory;
+
+} // namespace Kiv

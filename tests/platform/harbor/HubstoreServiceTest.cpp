@@ -1,0 +1,228 @@
+#include "platform/harbor/HubstoreService.h"
+#include "platform/moth/VirtualTaskScheduler.h"
+#include "platform/quarry/EmbeddedEntityManager.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+
+namespace {
+
+using namespace Harbor;
+
+constexpr char const * a = "02-00-00-00-00-0a";
+constexpr char const * b = "02-00-00-00-00-0b";
+
+struct Notes : HubstoreServiceMounter {
+   explicit Notes( std::string & notes ) : log( notes ) {}
+   void doMountsComplete( Lum::Name const & group, Lum::Ptr< Quarry::EntityManager > const & ) override {
+      log += Lum::textOf( group, " stands. " );
+      if( then ) then();
+   }
+   void doHandleControllerMountState( SystemId const & systemId, Lum::Name const &, Quarry::MountStatus,
+                                      Lum::Ptr< Quarry::EntityManager > const & ) override {
+      log += systemId.stringValue().str().substr( 16 ) + " ";
+   }
+   void doInitialSwitchMountsComplete( Lum::Name const &, Lum::Ptr< Quarry::EntityManager > const & ) override {
+      log += "switches in. ";
+   }
+   std::string & log;
+   std::function< void() > then;
+};
+
+struct Service : testing::Test {
+   Lum::Ptr< Moth::VirtualTaskScheduler > const clock{ new Moth::VirtualTaskScheduler };
+   Lum::Ptr< Quarry::EmbeddedEntityManager > const hub{ new Quarry::EmbeddedEntityManager( *clock ) };
+   Lum::Ptr< HubstoreService > service{ new HubstoreService( "Kiv", hub, hub ) };
+   std::string log;
+   Lum::Ptr< Notes > notes{ new Notes( log ) };
+
+   /// A group with the fragments of one switch, published to that switch.
+   Lum::Ptr< HubstoreServiceMountGroup > publish( char const * switchId ) {
+      auto const group = service->serviceMountGroupIs( switchId, notes );
+      auto const whiteList = service->switchWhiteListIs( switchId );
+      group->switchWhiteListIs( whiteList );
+      whiteList->allowedSwitchIs( systemIdFromString( switchId ), true );
+      group->publishMountIs( source( switchId ), "policy", "Fragment" );
+      group->closedIs( true );
+      return group;
+   }
+   void unpublish( char const * switchId ) {
+      service->serviceMountGroup( switchId )->publishMountDel( source( switchId ) );
+      service->serviceMountGroupDel( switchId );
+      service->switchWhiteListDel( switchId );
+   }
+   static Lum::String source( char const * switchId ) { return Lum::String( "switch/" ) + switchId; }
+
+   /// A group with a mount on every switch; a and b are known.
+   Lum::Ptr< HubstoreServiceMountGroup > collect() {
+      hub->createEntity< Lum::Dir >( source( a ) );
+      hub->createEntity< Lum::Dir >( source( b ) );
+      auto const group = service->serviceMountGroupIs( "mg1", notes );
+      group->controllerMountIs( "status", "switch", "Status", "rCt" );
+      group->controllerMountIs( "more status", "switch", "Status", "rCt" );
+      return group;
+   }
+   std::string logged() { return std::exchange( log, {} ); }
+
+   /// The last letters of the sources that the switch may read.
+   std::string readBy( char const * switchId ) const {
+      std::string text;
+      for( auto const & mount : service->publishedTo( systemIdFromString( switchId ) ) ) {
+         text += mount.source.view().back();
+      }
+      std::sort( text.begin(), text.end() );
+      return text;
+   }
+};
+
+TEST_F( Service, WhatSwitchesCanReadOverTheLifeOfAPublishGroup ) {
+   auto const whiteList = [ this ]( char const * name ) { return service->switchWhiteListIs( name ); };
+   struct {
+      char const * story;
+      std::function< void() > act;
+      char const * byA;
+      char const * byB;
+   } const steps[] = {
+      { "nothing is declared", [] {}, "", "" },
+      { "a group without a white list is for nobody",
+        [ & ] { service->serviceMountGroupIs( "mg1", notes )->publishMountIs( source( a ), "policy", "F" ); }, "", "" },
+      { "its own directory for each", [ & ] { publish( a ), publish( b ); }, "a", "b" },
+      { "declared again", [ & ] { publish( a ); }, "a", "b" },
+      { "a list may grow after it was attached",
+        [ & ] { whiteList( a )->allowedSwitchIs( systemIdFromString( "02:00:00:00:00:0B" ), true ); }, "a", "ab" },
+      { "and shrink", [ & ] { whiteList( a )->allowedSwitchDel( systemIdFromString( b ) ); }, "a", "b" },
+      { "or say no", [ & ] { whiteList( b )->allowedSwitchIs( systemIdFromString( b ), false ); }, "a", "" },
+      { "another list", [ & ] { service->serviceMountGroup( b )->switchWhiteListIs( whiteList( a ) ); }, "ab", "" },
+      { "no list", [ & ] { service->serviceMountGroup( b )->switchWhiteListIs( nullptr ); }, "a", "" },
+      { "a mount is withdrawn", [ & ] { service->serviceMountGroup( a )->publishMountDel( source( a ) ); }, "", "" },
+      { "and published again", [ & ] { publish( a ), publish( b ); }, "a", "b" },
+      { "a list that is removed admits nobody", [ & ] { service->switchWhiteListDel( a ); }, "", "b" },
+      { "a fresh one does", [ & ] { publish( a ); }, "a", "b" },
+      { "the group goes", [ & ] { unpublish( a ); }, "", "b" },
+      { "a new service begins with nothing",
+        [ & ] {
+           publish( a );
+           service = new HubstoreService( "Kiv", hub, hub );
+        },
+        "", "" },
+   };
+   for( auto const & [ story, act, byA, byB ] : steps ) {
+      SCOPED_TRACE( story );
+      act();
+      EXPECT_EQ( readBy( a ), byA );
+      EXPECT_EQ( readBy( b ), byB );
+   }
+}
+
+TEST_F( Service, AnyRealChangeOpensAClosedGroupAgain ) {
+   auto const group = publish( a );
+   auto const versions = service->versionWhiteListIs( "v1" );
+   struct {
+      char const * change;
+      std::function< void() > act;
+      bool reopens;
+   } const cases[] = {
+      { "closed again", [ & ] { group->closedIs( true ); }, false },
+      { "everything as it stands", [ & ] { publish( a ); }, false },
+      { "no such mount", [ & ] { group->publishMountDel( "elsewhere" ); }, false },
+      { "another target", [ & ] { group->publishMountIs( source( a ), "elsewhere", "Fragment" ); }, true },
+      { "a mount goes", [ & ] { group->publishMountDel( source( a ) ); }, true },
+      { "a controller mount", [ & ] { group->controllerMountIs( "status", "switch", "Status", "rCt" ); }, true },
+      { "the same", [ & ] { group->controllerMountIs( "status", "switch", "Status", "rCt" ); }, false },
+      { "other flags", [ & ] { group->controllerMountIs( "status", "switch", "Status", "r" ); }, true },
+      { "versions", [ & ] { group->versionWhiteListIs( versions ); }, true },
+      { "the same versions", [ & ] { group->versionWhiteListIs( versions ); }, false },
+      { "a switch more", [ & ] { service->switchWhiteListIs( a )->allowedSwitchIs( systemIdFromString( b ), true ); },
+        true },
+      { "no white list", [ & ] { group->switchWhiteListIs( nullptr ); }, true },
+      { "an empty one", [ & ] { group->switchWhiteListIs( service->switchWhiteListIs( "empty" ) ); }, true },
+   };
+   for( auto const & [ change, act, reopens ] : cases ) {
+      SCOPED_TRACE( change );
+      group->closedIs( true );
+      act();
+      EXPECT_EQ( group->closed(), !reopens );
+   }
+}
+
+TEST_F( Service, AnyRealChangeOpensAClosedServiceAgain ) {
+   struct {
+      char const * change;
+      std::function< void() > act;
+      bool reopens;
+   } const cases[] = {
+      { "a group", [ & ] { service->serviceMountGroupIs( "g", notes ); }, true },
+      { "the same", [ & ] { service->serviceMountGroupIs( "g", notes ); }, false },
+      { "a white list", [ & ] { service->switchWhiteListIs( a ); }, true },
+      { "the same", [ & ] { service->switchWhiteListIs( a ); }, false },
+      { "its end", [ & ] { service->switchWhiteListDel( a ); }, true },
+      { "none there", [ & ] { service->switchWhiteListDel( a ); }, false },
+      { "versions", [ & ] { service->versionWhiteListIs( "v1" ); }, true },
+      { "in step", [ & ] { service->publishMountsSynchronizedIs( true ); }, false },
+      { "the group goes", [ & ] { service->serviceMountGroupDel( "g" ); }, true },
+      { "none there", [ & ] { service->serviceMountGroupDel( "g" ); }, false },
+   };
+   for( auto const & [ change, act, reopens ] : cases ) {
+      SCOPED_TRACE( change );
+      service->closedIs( true );
+      act();
+      EXPECT_EQ( service->closed(), !reopens );
+   }
+}
+
+TEST_F( Service, EventsComeOnLaterTurnsInTheirOrderAndOnce ) {
+   auto const group = collect();
+   clock->settle();
+   EXPECT_EQ( logged(), "" ); // it is not closed
+   notes->then = [ this ] { clock->post( [ this ] { log += "(a turn) "; } ); };
+   group->closedIs( true );
+   EXPECT_EQ( logged(), "" );
+   clock->settle();
+   EXPECT_EQ( logged(), "mg1 stands. (a turn) a b switches in. " );
+   EXPECT_EQ( group->mountsDir( "more status" ), "switch" );
+   EXPECT_THROW( group->mountsDir( "moro status" ), Lum::RangeException );
+
+   notes->then = nullptr;
+   group->versionWhiteListIs( service->versionWhiteListIs( "v1" ) );
+   group->closedIs( true );
+   publish( b ); // has no controller mounts
+   clock->settle();
+   EXPECT_EQ( logged(), Lum::textOf( b, " stands. " ) );
+}
+
+TEST_F( Service, AWhiteListDecidesWhichSwitchesMount ) {
+   auto const group = collect();
+   auto const whiteList = service->switchWhiteListIs( "some" );
+   whiteList->allowedSwitchIs( systemIdFromString( b ), true );
+   group->switchWhiteListIs( whiteList );
+   group->closedIs( true );
+   clock->settle();
+   EXPECT_EQ( logged(), "mg1 stands. b switches in. " );
+}
+
+TEST_F( Service, NobodyIsToldWhenOneOfThemHasGone ) {
+   struct {
+      char const * who;
+      std::function< void() > goes;
+   } const cases[] = {
+      { "the service", [ this ] { service = nullptr; } },
+      { "the group", [ this ] { service->serviceMountGroupDel( "mg1" ); } },
+      { "the mounter", [ this ] { notes = nullptr; } },
+   };
+   for( auto const & [ who, goes ] : cases ) {
+      for( bool const first : { true, false } ) {
+         SCOPED_TRACE( Lum::textOf( who, first ? " before anything" : " between the events" ) );
+         service = new HubstoreService( "Kiv", hub, hub );
+         notes = new Notes( log );
+         collect()->closedIs( true );
+         if( first ) goes();
+         if( !first ) notes->then = goes;
+         clock->settle();
+         EXPECT_EQ( logged(), first ? "" : "mg1 stands. " );
+      }
+   }
+}
+
+} // namespace
