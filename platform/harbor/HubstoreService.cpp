@@ -19,7 +19,7 @@ HubstoreService::HubstoreService( Lum::Name name, Lum::Ptr< Quarry::EntityManage
 
 Lum::Ptr< HubstoreServiceMountGroup >
 HubstoreService::serviceMountGroupIs( Lum::Name name, Lum::Ptr< HubstoreServiceMounter > const & mounter ) {
-   auto const group = serviceMountGroupIs( std::move( name ) );
+   auto group = serviceMountGroupIs( std::move( name ) );
    group->mounter_ = Moth::Weak( mounter.get() );
    return group;
 }

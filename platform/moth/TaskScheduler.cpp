@@ -19,7 +19,7 @@ void TaskScheduler::run( Work const & work ) {
 }
 
 std::optional< TaskScheduler::Time > TaskScheduler::firstDue() const {
-   return armed_.empty() ? std::nullopt : std::optional( armed_.begin()->first.time );
+   return armed_.empty() ? std::nullopt : std::optional( armed_.begin()->first.first );
 }
 
 void TaskScheduler::runFirst() {
@@ -28,7 +28,7 @@ void TaskScheduler::runFirst() {
 }
 
 TaskScheduler::Due TaskScheduler::arm( TimerTask * task, Time time ) {
-   Due const due{ time, ++armings_ };
+   Due const due( time, ++armings_ );
    armed_.emplace( due, task );
    if( armed_.begin()->first == due ) handleFirstDue();
    return due;

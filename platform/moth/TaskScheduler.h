@@ -8,11 +8,11 @@
 #include "platform/lum/PtrInterface.h"
 
 #include <chrono>
-#include <compare>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
+#include <utility>
 
 namespace Moth {
 
@@ -58,11 +58,7 @@ class TaskScheduler : public Lum::PtrInterface {
  private:
    friend class TimerTask;
 
-   struct Due {
-      Time time;
-      std::uint64_t arming; // rises with each
-      auto operator<=>( Due const & ) const = default;
-   };
+   using Due = std::pair< Time, std::uint64_t >; // when, and the number of the arming
    Due arm( TimerTask * task, Time time );
    void disarm( Due const & due );
 

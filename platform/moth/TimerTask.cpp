@@ -23,7 +23,7 @@ TimerTask::~TimerTask() {
 void TimerTask::scheduleTaskLowestDelay( double seconds ) {
    LUM_ASSERT( scheduler_ );
    auto const time = std::max( scheduler_->time() + TaskScheduler::delayOf( seconds ), notBefore_ );
-   if( due_ && due_->time <= time ) return;
+   if( due_ && due_->first <= time ) return;
    if( due_ ) scheduler_->disarm( *due_ );
    due_ = scheduler_->arm( this, time );
 }

@@ -7,7 +7,7 @@ namespace {
 /// Takes the first name off the front of `path`.
 Lum::Name takeName( std::string_view & path ) {
    auto const end = path.find( '/' );
-   Lum::Name const name = path.substr( 0, end );
+   Lum::Name name = path.substr( 0, end );
    path.remove_prefix( end == std::string_view::npos ? path.size() : end + 1 );
    return name;
 }
@@ -53,7 +53,7 @@ Lum::Ptr< MountGroup > EmbeddedEntityManager::getMountGroup( Mounter * mounter )
 }
 
 Lum::Name EmbeddedEntityManager::nameIn( Lum::String const & path ) {
-   Lum::Name const name = path.view().substr( path.view().rfind( '/' ) + 1 );
+   Lum::Name name = path.view().substr( path.view().rfind( '/' ) + 1 );
    if( name.empty() ) Lum::throwRangeException( Lum::textOf( "no entity can be made at \"", path, "\"" ) );
    return name;
 }
