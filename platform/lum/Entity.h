@@ -64,6 +64,10 @@ class Entity : public PtrInterface {
    virtual String lumKeyText() const = 0;
    /// The name of an attribute by its number.
    virtual String lumAttributeName( AttributeId attribute ) const = 0;
+   /// Whether an attribute is a collection.
+   virtual bool lumHasKeys( AttributeId attribute ) const = 0;
+   /// The text of a key of a collection attribute; empty for an attribute without keys.
+   virtual String lumAttributeKeyText( AttributeId attribute, void const * key ) const = 0;
 
    String fwkKey() const override { return lumKeyText(); }
 
@@ -200,6 +204,23 @@ class ChildSlot : public Ptr< T > {
       Lum::String text;                                                                                                \
       Lum::forEachAttribute< Self >( [ & ]( auto each ) {                                                              \
          if( each.id == attribute ) text = each.name;                                                                  \
+      } );                                                                                                             \
+      return text;                                                                                                     \
+   }                                                                                                                   \
+   bool lumHasKeys( Lum::AttributeId attribute ) const override {                                                      \
+      bool keys = false;                                                                                               \
+      Lum::forEachAttribute< Self >( [ & ]( auto each ) {                                                              \
+         keys = keys || ( each.id == attribute && requires { typename decltype( each )::Key; } );                      \
+      } );                                                                                                             \
+      return keys;                                                                                                     \
+   }                                                                                                                   \
+   Lum::String lumAttributeKeyText( Lum::AttributeId attribute, void const * key ) const override {                    \
+      Lum::String text;                                                                                                \
+      Lum::forEachAttribute< Self >( [ & ]( auto each ) {                                                              \
+         if constexpr( requires { typename decltype( each )::Key; } ) {                                                \
+            if( each.id == attribute && key )                                                                          \
+               text = Lum::textOf( *static_cast< typename decltype( each )::Key const * >( key ) );                    \
+         }                                                                                                             \
       } );                                                                                                             \
       return text;                                                                                                     \
    }                                                                                                                   \

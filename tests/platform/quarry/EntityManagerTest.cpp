@@ -32,25 +32,12 @@ struct Database : testing::Test {
 
 TEST_F( Database, WhatStandsAtAPath ) {
    auto const config = database->createEntity< Setting >( "kiv/deep/config" );
-   auto const dir = database->getEntity( "kiv/deep" );
-   EXPECT_EQ( config->lumParent(), dir.get() );
-   struct {
-      char const * path;
-      Lum::Entity * entity;
-      bool isDir;
-   } const cases[] = {
-      { "", database->root().get(), true },
-      { "kiv/deep", dir.get(), true },
-      { "kiv/deep/config", config.get(), false },
-      { "kiv/deep/config/more", nullptr, false },
-      { "deep", nullptr, false },
-      { "kiv//deep", nullptr, false },
-      { "kiv/dee", nullptr, false },
-   };
-   for( auto const & [ path, entity, isDir ] : cases ) {
-      EXPECT_EQ( database->getEntity( path ).get(), entity ) << path;
-      EXPECT_EQ( database->getEntity< Lum::Dir >( path ) != nullptr, isDir ) << path;
-      EXPECT_EQ( database->getEntity< Setting >( path ) != nullptr, entity && !isDir ) << path;
+   EXPECT_EQ( database->getEntity< Lum::Dir >( "" ), database->root() );
+   EXPECT_EQ( database->getEntity< Lum::Dir >( "kiv/deep" ).get(), config->lumParent() );
+   EXPECT_EQ( database->getEntity( "kiv/deep/config" ), config );
+   EXPECT_EQ( database->getEntity< Lum::Dir >( "kiv/deep/config" ), nullptr );
+   for( char const * path : { "kiv/deep/config/more", "deep", "kiv//deep", "kiv/dee" } ) {
+      EXPECT_EQ( database->getEntity( path ), nullptr ) << path;
    }
 }
 
@@ -81,13 +68,6 @@ TEST_F( Database, AMounterThatIsGoneIsToldNothing ) {
    gone.emplace(); // another one, in the same place
    clock->settle();
    EXPECT_EQ( gone->log, "" );
-}
-
-TEST_F( Database, AClosedGroupTakesNoMount ) {
-   Notes notes;
-   auto const group = database->getMountGroup( &notes );
-   group->doClose( false, "", 0.0 );
-   EXPECT_DEATH( group->doMount( { "kiv/config", "Setting", "r" } ), "!closed_" );
 }
 
 } // namespace

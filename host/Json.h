@@ -1,0 +1,43 @@
+// JSON documents, and the one way in which bad input is refused.
+#pragma once
+
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Host {
+
+using Json = rapidjson::Value;
+using Writer = rapidjson::Writer< rapidjson::StringBuffer >;
+
+/// Why a request changes nothing: the place as a JSON Pointer (RFC 6901), ""
+/// where no place is meant, and the reason.
+struct Refusal {
+   std::string at;
+   std::string reason;
+};
+
+/// The keys of a JSON Pointer, unescaped.
+using Tokens = std::vector< std::string >;
+
+/// Cuts a pointer. Raises Refusal when it is neither empty nor begins with "/",
+/// or has a "~" that escapes nothing.
+Tokens tokensOf( std::string_view pointer );
+/// `pointer` with one more key.
+std::string below( std::string const & pointer, std::string_view key );
+
+inline std::string_view textOf( Json const & json ) { return { json.GetString(), json.GetStringLength() }; }
+inline void writeText( Writer & writer, std::string_view text ) {
+   writer.String( text.data(), static_cast< rapidjson::SizeType >( text.size() ) );
+}
+inline void writeKey( Writer & writer, std::string_view text ) {
+   writer.Key( text.data(), static_cast< rapidjson::SizeType >( text.size() ) );
+}
+
+/// Raises Refusal unless `json` is an object.
+void needObject( Json const & json, std::string const & at );
+
+} // namespace Host

@@ -1,0 +1,282 @@
+#include "host/Session.h"
+
+#include "agent/KivAgent.h"
+#include "host/Command.h"
+#include "platform/lum/Clock.h"
+
+#include <algorithm>
+#include <rapidjson/error/en.h>
+
+namespace Host {
+
+namespace {
+
+Moth::TaskScheduler const * programClock = nullptr;
+double programTime() { return programClock->now(); }
+
+rapidjson::Document parsed( std::string_view text ) {
+   rapidjson::Document document;
+   document.Parse< rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag
+                   | rapidjson::kParseFullPrecisionFlag >( text.data(), text.size() );
+   if( document.HasParseError() ) {
+      throw Refusal{ "", std::string( rapidjson::GetParseError_En( document.GetParseError() ) ) + " (at character "
+                            + std::to_string( document.GetErrorOffset() + 1 ) + ")" };
+   }
+   return document;
+}
+
+void needTrue( Json const & argument ) {
+   if( !argument.IsTrue() ) throw Refusal{ "", "true is expected" };
+}
+
+std::string_view needText( Json const & argument ) {
+   if( !argument.IsString() ) throw Refusal{ "", "a JSON Pointer is expected" };
+   return textOf( argument );
+}
+
+bool startsWith( Tokens const & tokens, Tokens const & head ) {
+   return head.size() <= tokens.size() && std::equal( head.begin(), head.end(), tokens.begin() );
+}
+
+std::string errorLine( Refusal const & refusal ) {
+   rapidjson::StringBuffer buffer;
+   Writer writer( buffer );
+   writer.StartObject();
+   writer.Key( "error" );
+   writer.StartObject();
+   writer.Key( "at" );
+   writeText( writer, refusal.at );
+   writer.Key( "reason" );
+   writeText( writer, refusal.reason );
+   writer.EndObject();
+   writer.EndObject();
+   return buffer.GetString();
+}
+
+} // namespace
+
+Session::Session( Clock clock, boost::asio::io_context & loop, std::function< void( std::string const & ) > emit )
+   : loop_( loop ), emit_( std::move( emit ) ),
+     virtualClock_( clock == Clock::virtualClock ? new Moth::VirtualTaskScheduler : nullptr ),
+     scheduler_( virtualClock_ ? Lum::Ptr< Moth::TaskScheduler >( virtualClock_ )
+                               : Lum::Ptr< Moth::TaskScheduler >( new Moth::SteadyTaskScheduler( loop ) ) ),
+     tree_( *scheduler_ ) {
+   programClock = scheduler_.get();
+   Lum::clockIs( programTime );
+   Lum::Entity::writeObserverIs( this );
+   Lum::logSinkIs(
+      []( void * context, Lum::LogMessage const & message ) {
+         static_cast< Session * >( context )->log_.push_back( message );
+      },
+      this );
+   Lum::notificationExceptionSinkIs(
+      []( void * context, std::string const & text ) {
+         static_cast< Session * >( context )->raised_.push_back( text );
+      },
+      this );
+}
+
+Session::~Session() {
+   watched_.clear();
+   endAgent();
+   Lum::notificationExceptionSinkIs( nullptr, nullptr );
+   Lum::logSinkIs( nullptr, nullptr );
+   Lum::Entity::writeObserverIs( nullptr );
+   Lum::clockIs( nullptr );
+}
+
+std::map< std::string_view, Session::Serve > const & Session::requests() {
+   static std::map< std::string_view, Serve > const all{
+      { "start", &Session::serveStart },     { "patch", &Session::servePatch },     { "get", &Session::serveGet },
+      { "advance", &Session::serveAdvance }, { "command", &Session::serveCommand }, { "log", &Session::serveLog },
+      { "restart", &Session::serveRestart }, { "watch", &Session::serveWatch },     { "quit", &Session::serveQuit },
+   };
+   return all;
+}
+
+std::string Session::answer( std::string_view line ) {
+   raised_.clear();
+   try {
+      auto const request = parsed( line );
+      if( !request.IsObject() ) throw Refusal{ "", "a request is a JSON object" };
+      rapidjson::StringBuffer buffer;
+      Writer writer( buffer );
+      writer.StartObject();
+      writer.Key( "ok" );
+      writer.Bool( true );
+      serve( request, writer );
+      if( !raised_.empty() ) {
+         writer.Key( "raised" );
+         writer.StartArray();
+         for( auto const & text : raised_ ) writeText( writer, text );
+         writer.EndArray();
+      }
+      writer.EndObject();
+      return buffer.GetString();
+   } catch( Refusal const & refusal ) {
+      return errorLine( refusal );
+   }
+}
+
+// A request may carry a "note" for a person who reads along.
+void Session::serve( Json const & request, Writer & writer ) {
+   Serve chosen = nullptr;
+   Json const * argument = nullptr;
+   for( auto const & each : request.GetObject() ) {
+      if( textOf( each.name ) == "note" ) continue;
+      auto const found = requests().find( textOf( each.name ) );
+      if( found == requests().end() ) {
+         throw Refusal{ "", "unknown request \"" + std::string( textOf( each.name ) ) + "\"" };
+      }
+      if( chosen ) throw Refusal{ "", "more than one request in a line" };
+      chosen = found->second;
+      argument = &each.value;
+   }
+   if( !chosen ) throw Refusal{ "", "no request" };
+   ( this->*chosen )( *argument, writer );
+}
+
+void Session::load( std::string_view document ) {
+   auto const patch = parsed( document );
+   tree_.check( patch );
+   tree_.apply( patch );
+}
+
+void Session::start() {
+   auto const made = Kiv::KivCAgent::agentFactory( "Kiv" );
+   agent_ = boost::dynamic_pointer_cast< Kiv::KivCAgent::Agent >( made );
+   agent_->taskSchedulerIs( scheduler_ );
+   agent_->entityManagerIs( tree_.state() );
+   agent_->hubstoreEntityManagerIs( tree_.hub() );
+   tree_.agentIs( agent_.get() );
+   agent_->doPreInit();
+   agent_->doInit();
+   settle();
+}
+
+void Session::endAgent() {
+   tree_.agentIs( nullptr );
+   if( !agent_ ) return;
+   agent_->abandon();
+   agent_ = nullptr;
+}
+
+// Whatever the loop has pending now is run to the end, so that a caller sees a
+// settled system.
+void Session::settle() {
+   if( virtualClock_ ) {
+      virtualClock_->settle();
+   } else {
+      loop_.restart();
+      while( loop_.poll() > 0 ) {
+      }
+   }
+}
+
+void Session::serveStart( Json const & argument, Writer & ) {
+   needTrue( argument );
+   if( agent_ ) throw Refusal{ "", "the agent is started already" };
+   start();
+}
+
+void Session::servePatch( Json const & argument, Writer & ) {
+   if( !argument.IsObject() ) throw Refusal{ "", "a patch is a JSON object" };
+   tree_.check( argument );
+   tree_.apply( argument );
+   settle();
+}
+
+void Session::serveGet( Json const & argument, Writer & writer ) {
+   auto const pointer = needText( argument );
+   auto const tokens = tokensOf( pointer );
+   settle();
+   rapidjson::StringBuffer buffer;
+   Writer value( buffer );
+   if( !tree_.get( tokens, value ) ) throw Refusal{ std::string( pointer ), "no such record" };
+   writer.Key( "value" );
+   writer.RawValue( buffer.GetString(), buffer.GetSize(), rapidjson::kObjectType );
+}
+
+void Session::serveAdvance( Json const & argument, Writer & writer ) {
+   if( !virtualClock_ ) throw Refusal{ "", "the clock is the real one" };
+   if( !argument.IsNumber() || argument.GetDouble() < 0 )
+      throw Refusal{ "", "a number of seconds is expected, 0 or more" };
+   try {
+      virtualClock_->advance( argument.GetDouble() );
+   } catch( Lum::RangeException const & exception ) {
+      throw Refusal{ "", exception.what() };
+   }
+   writer.Key( "now" );
+   writer.Double( virtualClock_->now() );
+}
+
+void Session::serveCommand( Json const & argument, Writer & writer ) {
+   auto const command = checkedCommand( argument );
+   auto const callback =
+      agent_ ? agent_->agentCommandRequestDirSm()->agentCommandCallback( Lum::String( command.name ) ) : nullptr;
+   if( !callback ) throw Refusal{ "", "no such command: \"" + command.name + "\"" };
+   auto const output = outputOf( *callback, command.parameters );
+   writer.Key( "output" );
+   writeText( writer, output );
+}
+
+void Session::serveLog( Json const & argument, Writer & writer ) {
+   needTrue( argument );
+   writer.Key( "log" );
+   writer.StartArray();
+   for( auto const & message : log_ ) {
+      writer.StartObject();
+      writer.Key( "handle" );
+      writeText( writer, message.handle.view() );
+      writer.Key( "severity" );
+      writer.Uint( static_cast< unsigned >( message.severity ) );
+      writer.Key( "text" );
+      writeText( writer, message.text.view() );
+      writer.EndObject();
+   }
+   writer.EndArray();
+   log_.clear();
+}
+
+void Session::serveRestart( Json const & argument, Writer & ) {
+   needTrue( argument );
+   if( !agent_ ) throw Refusal{ "", "the agent is not started" };
+   endAgent();
+   start();
+}
+
+void Session::serveWatch( Json const & argument, Writer & ) { watched_.push_back( tokensOf( needText( argument ) ) ); }
+
+void Session::serveQuit( Json const & argument, Writer & ) {
+   needTrue( argument );
+   quits_ = true;
+}
+
+void Session::handleWrite( Lum::Entity const & entity, Lum::AttributeId attribute, void const * key ) {
+   if( watched_.empty() ) return;
+   auto const place = tree_.placeOf( entity, attribute, key );
+   if( place.empty() ) return;
+   bool const wanted = std::any_of( watched_.begin(), watched_.end(),
+                                    [ & ]( Tokens const & each ) { return startsWith( place, each ); } );
+   if( !wanted ) return;
+   rapidjson::StringBuffer buffer;
+   Writer writer( buffer );
+   writer.StartObject();
+   writer.Key( "changed" );
+   for( auto const & token : place ) {
+      writer.StartObject();
+      writeKey( writer, token );
+   }
+   rapidjson::StringBuffer value;
+   Writer valueWriter( value );
+   if( tree_.get( place, valueWriter ) ) {
+      writer.RawValue( value.GetString(), value.GetSize(), rapidjson::kObjectType );
+   } else {
+      writer.Null();
+   }
+   for( std::size_t i = 0; i < place.size(); ++i ) writer.EndObject();
+   writer.EndObject();
+   emit_( buffer.GetString() );
+}
+
+} // namespace Host

@@ -1,0 +1,71 @@
+// The requests of the state interface, served one line at a time, and the agent
+// that they are about.
+#pragma once
+
+#include "host/Tree.h"
+#include "platform/lum/Log.h"
+#include "platform/moth/SteadyTaskScheduler.h"
+#include "platform/moth/VirtualTaskScheduler.h"
+
+#include <boost/asio/io_context.hpp>
+
+namespace Host {
+
+class Session final : private Lum::WriteObserver {
+ public:
+   enum class Clock { real, virtualClock };
+
+   /// @param loop  carries the real clock; between requests its owner runs it
+   /// @param emit  is given each line that is no answer ("changed"), in its
+   /// order, before the answer
+   Session( Clock clock, boost::asio::io_context & loop, std::function< void( std::string const & line ) > emit );
+   Session( Session const & ) = delete;
+   Session & operator=( Session const & ) = delete;
+   /// Ends the agent as a killed process ends: the databases stay as they are.
+   ~Session();
+
+   /// Serves one line; the answer has no newline. A bad line is answered by an
+   /// error and changes nothing.
+   std::string answer( std::string_view line );
+   /// Applies a document before the agent starts; raises Refusal when it is bad,
+   /// and then changes nothing.
+   void load( std::string_view document );
+   void start();
+
+   bool quits() const { return quits_; }
+   Tree const & tree() const { return tree_; }
+   Lum::Ptr< Kiv::KivCAgent::Agent > const & agent() const { return agent_; }
+
+ private:
+   /// Adds the members of the answer behind `ok`.
+   using Serve = void ( Session::* )( Json const & argument, Writer & writer );
+   static std::map< std::string_view, Serve > const & requests();
+
+   void serve( Json const & request, Writer & writer );
+   void serveStart( Json const & argument, Writer & writer );
+   void servePatch( Json const & argument, Writer & writer );
+   void serveGet( Json const & argument, Writer & writer );
+   void serveAdvance( Json const & argument, Writer & writer );
+   void serveCommand( Json const & argument, Writer & writer );
+   void serveLog( Json const & argument, Writer & writer );
+   void serveRestart( Json const & argument, Writer & writer );
+   void serveWatch( Json const & argument, Writer & writer );
+   void serveQuit( Json const & argument, Writer & writer );
+
+   void endAgent();
+   void settle();
+   void handleWrite( Lum::Entity const & entity, Lum::AttributeId attribute, void const * key ) override;
+
+   boost::asio::io_context & loop_;
+   std::function< void( std::string const & line ) > emit_;
+   Lum::Ptr< Moth::VirtualTaskScheduler > virtualClock_; // null on the real one
+   Lum::Ptr< Moth::TaskScheduler > scheduler_;
+   Tree tree_;
+   Lum::Ptr< Kiv::KivCAgent::Agent > agent_;
+   std::vector< Tokens > watched_;
+   std::vector< Lum::LogMessage > log_;
+   std::vector< std::string > raised_; // by the request under way
+   bool quits_ = false;
+};
+
+} // namespace Host
