@@ -85,6 +85,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
 
  private:
    bool isHandledHere( HostInfo const * info, HostRunningInfo const * running ) const;
+   bool isUntouched( Neroli::IpGenAddr ip, HostRunningInfo const & running ) const;
    void deleteHost( Neroli::IpGenAddr ip, SwitchPair pair );
    Neroli::IpGenAddr getVtepIp( SwitchPair const & pair ) const;
    SwitchPair getPreviousSwitchPair( Neroli::IpGenAddr ip ) const;

@@ -218,6 +218,10 @@ void ServicePolicyBrainSm::takeUp() {
    policyHelperInfo()->intfUuidToOwnerPolicyIs( policyRunningInfo()->nearIntfUuid(), name() );
    for( auto const & [ vni, machine ] : policyPerVniSm() ) machine->handleServiceVtepSwitchId();
    handleServiceIntf();
+   // The service VTEPs that a restart restored may be older than the ports.
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+      maybeDeleteServiceVtep( switchId );
+   }
    policyRunningInfo()->policyStateIs( State::policyRunning );
    for( auto const & [ vni, machine ] : policyPerVniSm() ) machine->handleHost();
 }
@@ -273,6 +277,10 @@ void ServicePolicyBrainSm::handleCleanup() {
    if( policyInfo() ) policyInfo()->originalToServiceVniDelAll();
    cleanupIntfUuidToPolicy( policyRunningInfo()->nearIntfUuid() );
    cleanupIntfUuidToPolicy( policyRunningInfo()->farIntfUuid() );
+   // And those that the group named before it changed them while it was pending.
+   for( auto const & [ uuid, users ] : policyHelperInfo()->intfUuidToPolicy() ) {
+      if( users->policy( name() ) ) cleanupIntfUuidToPolicy( uuid );
+   }
    policyRunningInfoCol()->policyRunningInfoDel( name() );
    policyHelperInfo()->policyInfoDel( name() );
 }
@@ -298,12 +306,14 @@ void ServicePolicyBrainSm::FragmentInfoSm::handleFlowConverged( Lum::String swit
    if( !machine ) return;
    bool const converged = serviceFlowConverged();
    machine->switchPairFlowConvergedIs( converged );
-   if( fragmentRunningInfo()->serviceVtepFlowConverged( switchId ) ) {
+   bool const flag = fragmentRunningInfo()->serviceVtepFlowConverged( switchId );
+   // The last service VTEP that had not converged may have left: then all have, and hosts wait for nothing else.
+   if( flag || converged ) {
       TRACE6( trace(), " calling handleHost for switchId: ", switchId,
-              ", original Vni: ", fragmentRunningInfo()->originalVni(), ", serviceVtepFlowConverged: ", true,
+              ", original Vni: ", fragmentRunningInfo()->originalVni(), ", serviceVtepFlowConverged: ", flag,
               ", localSwitchPairConverged: ", converged );
       machine->handleHost();
-   } else if( !parent()->kivAgentConfig()->retainInterceptFlows() && !converged ) {
+   } else if( !parent()->kivAgentConfig()->retainInterceptFlows() ) {
       // Traffic must never be redirected towards a service VTEP that is not ready to take it.
       TRACE6( trace(), " service flow converged is false, removing intercept flows" );
       machine->removeInterceptFlowsFromAllVteps();

@@ -62,7 +62,9 @@ void ServicePolicyConfigSm::handleIntfUuidToOwnerPolicy( Lum::String uuid ) {
    if( !users ) return;
    for( auto const & [ group, member ] : users->policy() ) {
       auto const brain = servicePolicyBrainSm( group );
-      if( brain && brain->setOrchestrationReadinessForPolicy() ) {
+      if( !brain || !brain->setOrchestrationReadinessForPolicy() ) continue;
+      // One that left this UUID while it was pending may be ready with others, and takes nothing here.
+      if( policyHelperInfo()->intfUuidToOwnerPolicy( uuid ) == group ) {
          TRACE6( trace(), " return - new active policy: ", group );
          return;
       }

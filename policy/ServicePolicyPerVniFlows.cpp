@@ -227,8 +227,9 @@ void ServicePolicyPerVniSm::removeAllFlowsFromVtep( Lum::String switchId ) {
 // Inside VTEPs go first: traffic stops being diverted before the rules that carry it go.
 void ServicePolicyPerVniSm::revokeAllPolicyFragments() {
    TRACE8( trace(), " fragment: ", fragmentName() );
+   // A pending host, too: it may have kept its flows, or an empty fragment with its cookie, when the service side lost
+   // its convergence. Revoking what is not there does nothing.
    for( auto const & [ ip, running ] : host() ) {
-      if( running->state() == State::policyPending ) continue;
       auto const place = running->insideVtepSwitchPair();
       revokeFragment( place.first() );
       revokeFragment( place.second() );

@@ -74,9 +74,11 @@ void ServicePolicyPerVniSm::handleHost( Neroli::IpGenAddr ip, bool switchUpdated
    }
    auto const previous = getPreviousSwitchPair( ip );
    auto const current = getCurrentSwitchPair( ip, switchUpdated );
+   bool const untouched = isUntouched( ip, *running );
    hostIs( ip, running );
    if( current.members() == 0 ) {
       TRACE6( trace(), "Host has been aged out or no inside vtep is available" );
+      if( untouched ) hostDel( ip ); // it has never been placed: its deletion must not look like that of the last host
       deleteHost( ip, previous );
       return;
    }
@@ -110,6 +112,11 @@ void ServicePolicyPerVniSm::handleHost( Neroli::IpGenAddr ip, bool switchUpdated
 
 bool ServicePolicyPerVniSm::isHandledHere( HostInfo const * info, HostRunningInfo const * running ) const {
    return info && running && info->policy() == parent()->name() && info->vni() == originalVni();
+}
+
+// Neither in this machine's hands nor with flows of it.
+bool ServicePolicyPerVniSm::isUntouched( Neroli::IpGenAddr ip, HostRunningInfo const & running ) const {
+   return !host( ip ) && running.state() == State::policyPending;
 }
 
 SwitchPair ServicePolicyPerVniSm::getPreviousSwitchPair( Neroli::IpGenAddr ip ) const {
@@ -179,8 +186,7 @@ void ServicePolicyPerVniSm::deleteHost( Neroli::IpGenAddr ip, SwitchPair pair ) 
    interceptVtepMonitorSmDel( ip );
    shadowSwitchPairDel( ip );
    // A repeated call must not count a neighbour as the last host and take its flows.
-   bool const gone = !host( ip ) && running && running->state() == State::policyPending;
-   if( running && !gone ) {
+   if( running && !isUntouched( ip, *running ) ) {
       running->stateIs( State::policyDeleted );
       manageFlowRemovalForHost( ip, pair );
       running->stateIs( State::policyPending );

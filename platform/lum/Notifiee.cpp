@@ -71,7 +71,12 @@ std::vector< Ptr< PtrInterface > > & Visit::kept() {
 
 void Visit::release() {
    machine_ = nullptr;
-   auto const gone = std::move( kept_ ); // the entity comes back to kept_ until the visit ends
+   drop( std::move( kept_ ) ); // the entity comes back to kept_ until the visit ends
+}
+
+// From the back: an owner was kept before its machine, whose destructor may still look at it.
+void Visit::drop( std::unique_ptr< std::vector< Ptr< PtrInterface > > > gone ) {
+   while( gone && !gone->empty() ) gone->pop_back();
 }
 
 void Visit::left( Subscription const & gone ) {

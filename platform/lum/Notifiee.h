@@ -126,7 +126,11 @@ class Visit {
    }
    Visit( Visit const & ) = delete;
    Visit & operator=( Visit const & ) = delete;
-   ~Visit() { innermost_ = outer_; } // and what was kept goes, if no outer visit uses it
+   ~Visit() {
+      innermost_ = outer_;
+      if( kept_ ) [[unlikely]]
+         drop( std::move( kept_ ) ); // unless an outer visit uses it
+   }
 
    /// Whether a visit under way uses `object`, which has one reference: if so, the visit takes that over until it uses
    /// the object no more.
@@ -170,6 +174,7 @@ class Visit {
    bool runs( PtrInterface const & object ) const;
    std::vector< Ptr< PtrInterface > > & kept();
    void release();
+   static void drop( std::unique_ptr< std::vector< Ptr< PtrInterface > > > gone );
 
    static inline Visit * innermost_ = nullptr;
    static inline std::uint64_t registrations_ = 0;

@@ -1,0 +1,261 @@
+#include "tests/scenery/Fabric.h"
+
+#include "agent/KivAgent.h"
+
+#include <gtest/gtest.h>
+
+namespace Scenery {
+
+namespace {
+
+rapidjson::Document parsed( std::string const & text ) {
+   rapidjson::Document document;
+   document.Parse( text.c_str() );
+   return document;
+}
+
+std::string quoted( std::string const & text ) { return "\"" + text + "\""; }
+
+/// A merge patch that holds `value` at `pointer`.
+std::string nested( std::string const & pointer, std::string const & value ) {
+   std::string head;
+   std::string tail;
+   for( auto const & token : Host::tokensOf( pointer ) ) {
+      head += "{" + quoted( token ) + ": ";
+      tail += "}";
+   }
+   return head + value + tail;
+}
+
+std::string const switchTree = "/kiv/version1/policy/policy/policyFragment";
+
+} // namespace
+
+Fabric::Fabric()
+   : session_( Host::Session::Clock::virtualClock, loop_,
+               [ this ]( std::string const & line ) { lines_.push_back( line ); } ) {
+   vtep( 'A', "192.0.2.10" );
+   vtep( 'B', "192.0.2.10" );
+   for( char letter = 'C'; letter <= 'E'; ++letter ) vtep( letter, "192.0.2." + std::to_string( letter - 'A' ) );
+   source( "site" );
+   set( "vniRange", R"("20000-20099")" );
+   ask( R"({"watch": "/hub/kiv/version1/policy/switch"})" );
+}
+
+std::string Fabric::id( char letter, char separator ) {
+   std::string text = "02:00:00:00:00:0a";
+   text.back() = static_cast< char >( 'a' + ( letter - 'A' ) );
+   for( auto & each : text ) each = each == ':' ? separator : each;
+   return text;
+}
+
+std::string Fabric::ask( std::string const & request ) {
+   auto const answer = session_.answer( request );
+   EXPECT_TRUE( answer.starts_with( "{\"ok\":true" ) ) << request << "\n" << answer;
+   return answer;
+}
+
+void Fabric::patch( std::string const & pointer, std::string const & value ) {
+   ask( "{\"patch\": " + nested( pointer, value ) + "}" );
+}
+
+std::string Fabric::get( std::string const & pointer ) {
+   auto const answer = parsed( session_.answer( "{\"get\": " + quoted( pointer ) + "}" ) );
+   if( !answer.HasMember( "value" ) ) return "";
+   rapidjson::StringBuffer buffer;
+   Host::Writer writer( buffer );
+   answer[ "value" ].Accept( writer );
+   return buffer.GetString();
+}
+
+void Fabric::enable() {
+   ask( R"({"patch": {"state": {"controller": {"status": {"enabled": true},
+      "cluster": {"statusDir": {"clusterStatus": {"default": {"leader": true}}}}}}}})" );
+   patch( "/hub/topology/version3/global/status/convergenceStatus", "{}" );
+   set( "enabled", "true" );
+}
+
+void Fabric::vtep( char letter, std::string const & address ) {
+   patch( "/hub/vxlan/version2/vtepStatusDir/switch/" + id( letter, '-' ) + "/vtepStatus/default/vtepIpAddr",
+          quoted( address ) );
+}
+
+void Fabric::host( std::string const & ip, std::string const & mac, char at, unsigned vni, unsigned moves ) {
+   auto const tables = "/hub/loomis/version2/vni/" + std::to_string( vni );
+   auto const vtepIp =
+      get( "/hub/vxlan/version2/vtepStatusDir/switch/" + id( at, '-' ) + "/vtepStatus/default/vtepIpAddr" );
+   patch( tables + "/ipToMacTable/" + ip + "/mac", quoted( mac ) );
+   patch( tables + "/macVtepTable/" + mac,
+          "{\"vtepIp\": " + vtepIp + ", \"moveCount\": " + std::to_string( moves ) + "}" );
+}
+
+void Fabric::source( std::string const & name, bool converged ) {
+   patch( "/state/kiv/servicePolicyConfig/" + name, "{}" );
+   patch( "/state/kiv/serviceIntfConfig/" + name, "{}" );
+   patch( "/state/kiv/servicePolicySourceState/" + name + "/convergenceComplete", converged ? "true" : "false" );
+}
+
+void Fabric::group( std::string const & name, std::vector< std::string > const & hosts, std::string const & near,
+                    std::string const & far, std::string const & source ) {
+   std::string flows;
+   for( auto const & ip : hosts ) flows += ( flows.empty() ? "" : ", " ) + quoted( ip + "/32" ) + ": {}";
+   patch( "/state/kiv/servicePolicyConfig/" + source + "/servicePolicy/" + name,
+          "{\"policyName\": {" + quoted( "rule of " + name ) + ": true}, \"nearIntfUuid\": " + quoted( near )
+             + ", \"farIntfUuid\": " + quoted( far ) + ", \"interceptFlow\": {" + flows + "}}" );
+}
+
+void Fabric::port( std::string const & uuid, char letter, std::string const & source ) {
+   patch( "/state/kiv/serviceIntfConfig/" + source + "/intfSet/" + uuid + "/intf/" + id( letter ) + "~1" + uuid,
+          R"({"allowedVlan": {"100": true}})" );
+}
+
+void Fabric::switchesAnswer( std::string const & letters ) {
+   for( int round = 0; round < 10; ++round ) {
+      if( !answerOnce( letters ) ) return;
+   }
+   ADD_FAILURE() << "the switches and the agent do not come to rest";
+}
+
+bool Fabric::answerOnce( std::string const & letters ) {
+   bool changed = false;
+   for( char letter = 'A'; letter <= 'E'; ++letter ) {
+      if( !letters.empty() && letters.find( letter ) == std::string::npos ) continue;
+      auto const seen = parsed( get( "/switch/" + id( letter, '-' ) + switchTree ) );
+      auto const pointer = "/hub/kivclient/version1/policystatus/switch/" + id( letter, '-' ) + "/policyFragment";
+      auto const held = parsed( get( pointer ) );
+      if( held.IsObject() ) {
+         for( auto const & fragment : held.GetObject() ) {
+            if( seen.IsObject() && seen.HasMember( fragment.name ) ) continue;
+            patch( pointer + "/" + fragment.name.GetString(), "null" );
+            changed = true;
+         }
+      }
+      if( !seen.IsObject() ) continue;
+      auto const before = get( pointer );
+      for( auto const & fragment : seen.GetObject() ) {
+         patch( pointer + "/" + fragment.name.GetString(), statusOf( fragment.value ) );
+      }
+      changed = changed || get( pointer ) != before;
+   }
+   return changed;
+}
+
+// Everything that the fragment holds is echoed; a flow that is no more in it is taken back.
+std::string Fabric::statusOf( Host::Json const & fragment ) {
+   rapidjson::StringBuffer buffer;
+   Host::Writer writer( buffer );
+   writer.StartObject();
+   for( char const * name : { "originalVni", "serviceVni", "grCookie" } ) {
+      if( !fragment.HasMember( name ) ) continue;
+      writer.Key( name );
+      fragment[ name ].Accept( writer );
+   }
+   writer.Key( "flowStatus" );
+   writer.StartObject();
+   if( fragment.HasMember( "flow" ) ) {
+      for( auto const & flow : fragment[ "flow" ].GetObject() ) {
+         writer.Key( flow.name.GetString() );
+         writer.StartObject();
+         writer.Key( "status" );
+         writer.Uint( 2 );
+         writer.EndObject();
+      }
+   }
+   writer.EndObject();
+   writer.EndObject();
+   return buffer.GetString();
+}
+
+Published Fabric::published() {
+   Published all;
+   auto const switches = parsed( get( "/switch" ) );
+   for( auto const & each : switches.GetObject() ) {
+      auto const letter = letterOf( each.name.GetString() );
+      auto const tree = parsed( get( std::string( "/switch/" ) + each.name.GetString() + switchTree ) );
+      auto & fragments = all[ letter ];
+      for( auto const & fragment : tree.GetObject() ) {
+         auto & names = fragments[ fragment.name.GetString() ];
+         if( !fragment.value.HasMember( "flow" ) ) continue;
+         for( auto const & flow : fragment.value[ "flow" ].GetObject() ) names.insert( flow.name.GetString() );
+      }
+   }
+   return all;
+}
+
+std::set< std::string > Fabric::flows( char letter, std::string const & fragment ) {
+   auto const all = published();
+   return all.count( letter ) && all.at( letter ).count( fragment ) ? all.at( letter ).at( fragment )
+                                                                    : std::set< std::string >();
+}
+
+std::string Fabric::stateOf( std::string const & group ) {
+   return get( "/state/kiv/servicePolicyStatus/policyRunningInfo/" + group + "/policyState" );
+}
+
+std::vector< std::string > Fabric::journal() {
+   std::vector< std::string > writes;
+   for( auto const & line : lines_ ) {
+      auto const document = parsed( line );
+      Host::Json const * at = &document[ "changed" ];
+      Host::Tokens tokens;
+      while( at->IsObject() && at->MemberCount() == 1 && tokens.size() < 9 ) {
+         tokens.push_back( at->MemberBegin()->name.GetString() );
+         at = &at->MemberBegin()->value;
+      }
+      // hub kiv version1 policy switch <id> policyFragment <fragment> flow <name>
+      if( tokens.size() < 8 ) continue;
+      std::string const where( 1, letterOf( tokens[ 5 ] ) );
+      if( tokens.size() == 8 && at->IsNull() ) writes.push_back( where + " -" + tokens[ 7 ] );
+      if( tokens.size() < 9 || tokens[ 8 ] != "flow" || !at->IsObject() ) continue;
+      auto const & flow = *at->MemberBegin();
+      writes.push_back( where + " " + tokens[ 7 ] + ( flow.value.IsNull() ? " -" : " +" ) + flow.name.GetString() );
+   }
+   lines_.clear();
+   return writes;
+}
+
+void Fabric::expectRepeatChangesNothing() {
+   auto const before = get( "/hub" );
+   auto const root = session_.agent()->rootSm();
+   root->handleEnable();
+   if( auto const policies = root->servicePolicyConfigSm() ) {
+      policies->handleServiceIntfInfo();
+      policies->handleServicePolicy();
+      policies->handleIntfUuidToOwnerPolicy();
+      for( auto const & [ uuid, machine ] : policies->serviceIntfInfoSm() ) machine->handleIntf();
+      for( auto const & [ name, brain ] : policies->servicePolicyBrainSm() ) {
+         brain->handlePolicyName();
+         brain->handleInterceptFlow();
+         brain->handleNearIntfUuid();
+         brain->handleFarIntfUuid();
+         brain->handleServiceVni();
+         brain->setOrchestrationReadinessForPolicy();
+         for( auto const & [ vni, machine ] : brain->policyPerVniSm() ) {
+            machine->handleServiceVtepSwitchId();
+            machine->handleHost();
+         }
+      }
+      root->vniFdbStatusDirSm()->handleVniDir();
+      root->vtepStatusRootSm()->handleVtepEntry();
+      root->serviceVniSm()->handleVniRange();
+      root->mountPublishSm()->handlePublishEligibleSwitch();
+      root->errorStatusSm()->handleKivPolicyStatusDir();
+   }
+   EXPECT_EQ( get( "/hub" ), before );
+}
+
+std::set< std::string > serviceFlows() { return { "ServiceVtepEgress", "ServiceVtepIngress" }; }
+
+std::set< std::string > insideFlows( std::vector< std::string > const & hosts ) {
+   std::set< std::string > flows{ "InsideVtepEgress" };
+   for( auto const & ip : hosts ) flows.insert( "InsideVtepIngress-" + ip );
+   return flows;
+}
+
+std::set< std::string > bothFlows( std::vector< std::string > const & hosts ) {
+   auto flows = insideFlows( hosts );
+   flows.merge( serviceFlows() );
+   return flows;
+}
+
+} // namespace Scenery
