@@ -133,14 +133,28 @@ bool Fabric::answerOnce( std::string const & letters ) {
       if( !seen.IsObject() ) continue;
       auto const before = get( pointer );
       for( auto const & fragment : seen.GetObject() ) {
-         patch( pointer + "/" + fragment.name.GetString(), statusOf( fragment.value ) );
+         auto const place = pointer + "/" + fragment.name.GetString();
+         forget( place + "/flowStatus", fragment.value, { "flow" } );
+         forget( place + "/grCookie/interceptInfo", fragment.value, { "grCookie", "interceptInfo" } );
+         patch( place, statusOf( fragment.value ) );
       }
       changed = changed || get( pointer ) != before;
    }
    return changed;
 }
 
-// Everything that the fragment holds is echoed; a flow that is no more in it is taken back.
+// Deletes the members at `pointer` that the fragment holds no more at `path`.
+void Fabric::forget( std::string const & pointer, Host::Json const & fragment,
+                     std::vector< char const * > const & path ) {
+   Host::Json const * held = &fragment;
+   for( char const * step : path ) held = held && held->HasMember( step ) ? &( *held )[ step ] : nullptr;
+   auto const reported = parsed( get( pointer ) );
+   if( !reported.IsObject() ) return;
+   for( auto const & each : reported.GetObject() ) {
+      if( !held || !held->HasMember( each.name ) ) patch( pointer + "/" + each.name.GetString(), "null" );
+   }
+}
+
 std::string Fabric::statusOf( Host::Json const & fragment ) {
    rapidjson::StringBuffer buffer;
    Host::Writer writer( buffer );

@@ -68,6 +68,7 @@ class Fabric {
 
  private:
    bool answerOnce( std::string const & letters );
+   void forget( std::string const & pointer, Host::Json const & fragment, std::vector< char const * > const & path );
    std::string statusOf( Host::Json const & fragments );
 
    boost::asio::io_context loop_;

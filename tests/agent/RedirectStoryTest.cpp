@@ -1,0 +1,270 @@
+// The running agent, from a policy to published flows and back.
+#include "tests/scenery/Fabric.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+using namespace Scenery;
+
+namespace {
+
+std::string const web = "02:00:aa:00:00:01";
+std::string const shop = "02:00:aa:00:00:02";
+
+/// A fabric with the device's ports on the pair "A", "B" and a host behind "C"; the group "web" is not there yet.
+class Redirect : public ::testing::Test {
+ protected:
+   Redirect() {
+      for( char const * uuid : { "near", "far" } ) {
+         fabric.port( uuid, 'A' );
+         fabric.port( uuid, 'B' );
+      }
+      fabric.host( "10.0.0.1", web, 'C' );
+      fabric.start();
+      fabric.enable();
+   }
+
+   /// The group with its host, everything converged.
+   void redirect() {
+      fabric.group( "web", { "10.0.0.1" } );
+      fabric.switchesAnswer();
+      ASSERT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+      fabric.journal();
+   }
+
+   void deleteGroup( std::string const & name ) {
+      fabric.patch( "/state/kiv/servicePolicyConfig/site/servicePolicy/" + name, "null" );
+   }
+
+   Fabric fabric;
+};
+
+std::size_t indexOf( std::vector< std::string > const & journal, std::string const & write ) {
+   return static_cast< std::size_t >( std::find( journal.begin(), journal.end(), write ) - journal.begin() );
+}
+
+} // namespace
+
+TEST_F( Redirect, ServiceSideFirstAndTheHostsOwnSwitchLast ) {
+   fabric.group( "web", { "10.0.0.1" } );
+   EXPECT_EQ( fabric.stateOf( "web" ), "\"policyRunning\"" );
+   EXPECT_EQ( fabric.published(), ( Published{ { 'A', { { "web-5010", serviceFlows() } } },
+                                               { 'B', { { "web-5010", serviceFlows() } } } } ) );
+   fabric.switchesAnswer( "A" );
+   EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() ) << "one service VTEP of two is not enough";
+   fabric.journal();
+   fabric.switchesAnswer();
+   auto const journal = fabric.journal();
+   auto const own = indexOf( journal, "C web-5010 +InsideVtepIngress-10.0.0.1" );
+   ASSERT_LT( own, journal.size() );
+   EXPECT_LT( indexOf( journal, "A web-5010 +InsideVtepIngress-10.0.0.1" ), own );
+   EXPECT_LT( indexOf( journal, "B web-5010 +InsideVtepEgress" ), own );
+   EXPECT_EQ( fabric.flows( 'A' ), bothFlows( { "10.0.0.1" } ) );
+   EXPECT_NE( fabric.get( "/switch/" + Fabric::id( 'C', '-' )
+                          + "/kiv/version1/policy/policy/policyFragment/web-5010/grCookie/interceptInfo/10.0.0.1/mac" ),
+              "" );
+   fabric.expectRepeatChangesNothing();
+}
+
+TEST_F( Redirect, AGroupIsPendingUntilItHasAllItNeeds ) {
+   fabric.patch( "/state/kiv/serviceIntfConfig/site/intfSet/far", "null" );
+   fabric.group( "web", { "10.0.0.1" } );
+   EXPECT_EQ( fabric.stateOf( "web" ), "\"policyPending\"" ) << "no far set";
+   fabric.port( "far", 'A' );
+   EXPECT_EQ( fabric.stateOf( "web" ), "\"policyRunning\"" );
+   fabric.group( "shop", { "10.0.0.2" } );
+   fabric.host( "10.0.0.2", shop, 'D' );
+   EXPECT_EQ( fabric.stateOf( "shop" ), "\"policyPending\"" ) << "the UUIDs are owned";
+   fabric.group( "same", { "10.0.0.3" }, "near", "near" );
+   EXPECT_EQ( fabric.stateOf( "same" ), "\"policyPending\"" );
+   fabric.group( "nowhere", { "10.0.0.9" }, "n2", "f2" );
+   fabric.port( "n2", 'E' );
+   fabric.port( "f2", 'E' );
+   EXPECT_EQ( fabric.stateOf( "nowhere" ), "\"policyPending\"" ) << "no host is located";
+   fabric.expectRepeatChangesNothing();
+}
+
+TEST_F( Redirect, AMoveTouchesOnlyTheSwitchesThatChanged ) {
+   fabric.vtep( 'D', "192.0.2.20" );
+   fabric.vtep( 'E', "192.0.2.20" );
+   redirect();
+   fabric.host( "10.0.0.1", web, 'D', 5010, 2 ); // a pair
+   EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() );
+   EXPECT_EQ( fabric.flows( 'D' ), insideFlows( { "10.0.0.1" } ) );
+   EXPECT_EQ( fabric.flows( 'E' ), insideFlows( { "10.0.0.1" } ) );
+   for( auto const & write : fabric.journal() )
+      EXPECT_EQ( std::string( "AB" ).find( write[ 0 ] ), std::string::npos ) << write;
+   fabric.switchesAnswer();
+   fabric.vtep( 'E', "192.0.2.99" ); // one of the pair drops out
+   EXPECT_EQ( fabric.flows( 'D' ), insideFlows( { "10.0.0.1" } ) );
+   EXPECT_EQ( fabric.flows( 'E' ), std::set< std::string >() );
+   for( auto const & write : fabric.journal() ) EXPECT_EQ( write[ 0 ], 'E' ) << write;
+   fabric.vtep( 'E', "192.0.2.20" ); // and joins again
+   EXPECT_EQ( fabric.flows( 'E' ), insideFlows( { "10.0.0.1" } ) );
+   fabric.host( "10.0.0.1", web, 'A', 5010, 3 ); // its redirected traffic shows on a service VTEP: no move
+   EXPECT_EQ( fabric.flows( 'D' ), insideFlows( { "10.0.0.1" } ) );
+   fabric.expectRepeatChangesNothing();
+}
+
+TEST_F( Redirect, HostsShareAFragmentAndLeaveItOneByOne ) {
+   redirect();
+   fabric.host( "10.0.0.2", shop, 'C' );
+   fabric.group( "web", { "10.0.0.1", "10.0.0.2" } );
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1", "10.0.0.2" } ) );
+   auto const flows = std::string( "/state/kiv/servicePolicyConfig/site/servicePolicy/web/interceptFlow/" );
+   fabric.patch( flows + "10.0.0.1~132", "null" );
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.2" } ) );
+   EXPECT_EQ( fabric.flows( 'A' ), bothFlows( { "10.0.0.2" } ) );
+   fabric.patch( flows + "10.0.0.2~132", "null" );
+   EXPECT_TRUE( fabric.published().empty() );
+   EXPECT_EQ( fabric.stateOf( "web" ), "\"policyPending\"" ) << "its last service VNI went back";
+   fabric.expectRepeatChangesNothing();
+}
+
+// Location comes in three writes; a host without a place must not take the service flows from one that waits.
+TEST_F( Redirect, AHostWithoutAPlaceDisturbsNobody ) {
+   fabric.group( "web", { "10.0.0.1", "10.0.0.2" } );
+   fabric.journal();
+   fabric.patch( "/hub/loomis/version2/vni/5010/ipToMacTable/10.0.0.2/mac", "\"" + shop + "\"" );
+   EXPECT_EQ( fabric.journal(), std::vector< std::string >() );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+}
+
+TEST_F( Redirect, AHostThatIsNotSeenAgesOut ) {
+   redirect();
+   fabric.set( "staleHostThreshold", "2" );
+   fabric.patch( "/hub/loomis/version2/vni/20000", "{}" );
+   fabric.advance( 30 ); // entered
+   fabric.advance( 30 );
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) ) << "one round unseen of two";
+   fabric.patch( "/hub/loomis/version2/vni/20000/macVtepTable/" + web, R"({"vtepIp": "192.0.2.2"})" );
+   fabric.advance( 30 );
+   fabric.patch( "/hub/loomis/version2/vni/20000/macVtepTable/" + web, "null" );
+   fabric.advance( 60 );
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) ) << "a sighting begins the count anew";
+   fabric.advance( 30 );
+   EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() );
+   fabric.switchesAnswer();
+   fabric.host( "10.0.0.1", web, 'D', 5010, 2 ); // it speaks again
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'D' ), insideFlows( { "10.0.0.1" } ) );
+}
+
+TEST_F( Redirect, AQuietVniLosesItsServiceFlows ) {
+   redirect();
+   fabric.set( "flowRemovalTriggerLimit", "2" );
+   auto const status = "/hub/kivclient/version1/policystatus/switch/";
+   for( char letter : { 'A', 'B', 'C' } ) { // no switch holds the host's flow any more
+      fabric.patch( status + Fabric::id( letter, '-' )
+                       + "/policyFragment/web-5010/flowStatus/InsideVtepIngress-10.0.0.1",
+                    "null" );
+   }
+   fabric.advance( 30 );
+   EXPECT_EQ( fabric.flows( 'A' ), bothFlows( { "10.0.0.1" } ) );
+   fabric.advance( 30 );
+   EXPECT_EQ( fabric.flows( 'A' ), insideFlows( { "10.0.0.1" } ) );
+}
+
+TEST_F( Redirect, LostConvergenceTakesTheDiversionAway ) {
+   redirect();
+   auto const flow = "/hub/kivclient/version1/policystatus/switch/" + Fabric::id( 'B', '-' )
+                     + "/policyFragment/web-5010/flowStatus/ServiceVtepEgress/status";
+   fabric.patch( flow, "3" );
+   EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() );
+   EXPECT_EQ( fabric.flows( 'A' ), serviceFlows() );
+   auto const log = fabric.ask( R"({"log": true})" );
+   EXPECT_NE( log.find( "Unable to install redirect rule on VTEP 02:00:00:00:00:0b for policy web for VNI 5010" ),
+              std::string::npos )
+      << log;
+   fabric.patch( flow, "2" );
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+   fabric.set( "retainInterceptFlows", "true" );
+   fabric.patch( flow, "1" );
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+   deleteGroup( "web" ); // also a host that kept its flows loses them with its group
+   EXPECT_TRUE( fabric.published().empty() );
+}
+
+TEST_F( Redirect, AGroupThatLeavesTakesEverythingBackAndOffersItsInterfaces ) {
+   redirect();
+   fabric.host( "10.0.0.2", shop, 'D' );
+   fabric.group( "shop", { "10.0.0.2" } );
+   EXPECT_EQ( fabric.stateOf( "shop" ), "\"policyPending\"" );
+   fabric.journal();
+   deleteGroup( "web" );
+   auto const journal = fabric.journal();
+   EXPECT_LT( indexOf( journal, "C -web-5010" ), indexOf( journal, "A -web-5010" ) ) << "inside first";
+   EXPECT_EQ( fabric.stateOf( "web" ), "" );
+   EXPECT_EQ( fabric.stateOf( "shop" ), "\"policyRunning\"" );
+   for( auto const & [ letter, fragments ] : fabric.published() )
+      EXPECT_EQ( fragments.count( "web-5010" ), 0u ) << letter;
+   EXPECT_EQ( fabric.get( "/state/kiv/servicePolicyStatus/policyRunningInfo/shop/originalToServiceVni/5010" ), "20001" )
+      << "granted while both were there, and never moved";
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'D', "shop-5010" ), insideFlows( { "10.0.0.2" } ) );
+}
+
+TEST_F( Redirect, OneGroupControlsAHostAndTheNextOneFollows ) {
+   redirect();
+   fabric.port( "n2", 'E' );
+   fabric.port( "f2", 'E' );
+   fabric.group( "shop", { "10.0.0.1" }, "n2", "f2" );
+   EXPECT_EQ( fabric.get( "/agent/policyHelperInfo/ipToPolicy/10.0.0.1/policy" ), "\"web\"" );
+   EXPECT_EQ( fabric.stateOf( "shop" ), "\"policyPending\"" );
+   deleteGroup( "web" );
+   EXPECT_EQ( fabric.get( "/agent/policyHelperInfo/ipToPolicy/10.0.0.1/policy" ), "\"shop\"" );
+   fabric.host( "10.0.0.1", web, 'D', 5010, 2 ); // it follows from the host's next change
+   EXPECT_EQ( fabric.stateOf( "shop" ), "\"policyRunning\"" );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'D', "shop-5010" ), insideFlows( { "10.0.0.1" } ) );
+}
+
+TEST_F( Redirect, APoolThatWasSpentServesWhoWaitsWhenItIsWidened ) {
+   fabric.set( "vniRange", "\"300\"" );
+   fabric.group( "web", { "10.0.0.1", "10.0.0.2" } );
+   fabric.host( "10.0.0.2", shop, 'D', 5011 );
+   EXPECT_EQ( fabric.get( "/agent/policyHelperInfo/policyInfo/web/originalToServiceVni/5011" ), "16777216" );
+   fabric.set( "vniRange", "\"300-301\"" );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'D', "web-5011" ), insideFlows( { "10.0.0.2" } ) );
+   auto const raised = fabric.ask( R"({"patch": {"state": {"kiv": {"config": {"vniRange": "x"}}}}})" );
+   EXPECT_NE( raised.find( R"("raised":["stoi"])" ), std::string::npos ) << raised;
+   EXPECT_EQ( fabric.flows( 'D', "web-5011" ), insideFlows( { "10.0.0.2" } ) ) << "a bad setting moves no grant";
+   fabric.set( "vniRange", "\"400-401\"" ); // every grant moves; the old number is dropped before the new one comes
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'D', "web-5011" ), insideFlows( { "10.0.0.2" } ) );
+   fabric.expectRepeatChangesNothing();
+}
+
+TEST_F( Redirect, TheFeatureRunsOnlyWhereItMay ) {
+   redirect();
+   fabric.patch( "/hub/topology/version3/global/status/convergenceStatus/convergenceInProgress", "true" );
+   EXPECT_FALSE( fabric.published().empty() ) << "once begun, an unsettled topology stops nothing";
+   fabric.set( "enabled", "false" );
+   EXPECT_TRUE( fabric.published().empty() );
+   EXPECT_EQ( fabric.get( "/state/kiv/status/running" ), "false" );
+   EXPECT_EQ( fabric.get( "/hub/kiv/version1/policy/switch/" + Fabric::id( 'A', '-' ) ), "{}" );
+   fabric.switchesAnswer();
+   fabric.set( "enabled", "true" );
+   EXPECT_EQ( fabric.get( "/state/kiv/status/running" ), "true" );
+   EXPECT_TRUE( fabric.published().empty() ) << "it waits for the topology";
+   fabric.patch( "/hub/topology/version3/global/status/convergenceStatus/convergenceInProgress", "false" );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+   fabric.expectRepeatChangesNothing();
+}
+
+TEST_F( Redirect, TheLowestSourceNameWinsWhileRunning ) {
+   redirect();
+   fabric.source( "early" );
+   fabric.group( "web", { "10.0.0.2" }, "near", "far", "early" );
+   fabric.host( "10.0.0.2", shop, 'D' );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() );
+   EXPECT_EQ( fabric.flows( 'D' ), insideFlows( { "10.0.0.2" } ) );
+   fabric.patch( "/state/kiv/servicePolicySourceState/early", "null" ); // the source ends with any of its three records
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+   EXPECT_EQ( fabric.flows( 'D' ), std::set< std::string >() );
+}

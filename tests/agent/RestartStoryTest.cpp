@@ -1,0 +1,150 @@
+// The agent is killed and starts again on what the databases hold.
+#include "tests/scenery/Fabric.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+
+using namespace Scenery;
+
+namespace {
+
+std::string const web = "02:00:aa:00:00:01";
+
+/// The device's ports on the pair "A", "B", the group "web" with a host behind "C".
+void build( Fabric & fabric ) {
+   for( char const * uuid : { "near", "far" } ) {
+      fabric.port( uuid, 'A' );
+      fabric.port( uuid, 'B' );
+   }
+   fabric.host( "10.0.0.1", web, 'C' );
+   fabric.start();
+   fabric.enable();
+   fabric.group( "web", { "10.0.0.1" } );
+}
+
+std::string const status = "/hub/kivclient/version1/policystatus/switch/";
+
+void reportServiceVni( Fabric & fabric, char letter, unsigned vni ) {
+   fabric.patch( status + Fabric::id( letter, '-' ) + "/policyFragment/web-5010/serviceVni", std::to_string( vni ) );
+}
+
+} // namespace
+
+TEST( Restart, AtRestWritesNothingToThePublishedTree ) {
+   Fabric fabric;
+   build( fabric );
+   fabric.switchesAnswer();
+   auto const before = fabric.get( "/hub/kiv/version1/policy/switch" );
+   for( int times = 0; times < 2; ++times ) {
+      fabric.journal();
+      fabric.restart();
+      EXPECT_EQ( fabric.journal(), std::vector< std::string >() );
+      EXPECT_EQ( fabric.get( "/hub/kiv/version1/policy/switch" ), before );
+      EXPECT_EQ( fabric.published().size(), 3u );
+      fabric.switchesAnswer();
+      fabric.expectRepeatChangesNothing();
+   }
+   EXPECT_EQ( fabric.stateOf( "web" ), "\"policyRunning\"" );
+}
+
+TEST( Restart, InEachPhaseComesToTheSameEnd ) {
+   struct {
+      char const * phase;
+      std::function< void( Fabric & ) > happened;
+   } const cases[] = {
+      { "nothing is known yet", []( Fabric & ) {} },
+      { "one service VTEP has answered", []( Fabric & fabric ) { fabric.switchesAnswer( "A" ); } },
+      { "the intercept flows are out, unanswered", []( Fabric & fabric ) { fabric.switchesAnswer( "AB" ); } },
+      { "all has converged", []( Fabric & fabric ) { fabric.switchesAnswer(); } },
+      { "the host has just moved away and back",
+        []( Fabric & fabric ) {
+           fabric.switchesAnswer();
+           fabric.host( "10.0.0.1", web, 'D', 5010, 2 );
+           fabric.host( "10.0.0.1", web, 'C', 5010, 3 );
+        } },
+      { "no switch remembers a cookie",
+        []( Fabric & fabric ) {
+           fabric.switchesAnswer();
+           for( char letter : { 'A', 'B', 'C' } ) {
+              fabric.patch( status + Fabric::id( letter, '-' ) + "/policyFragment/web-5010/grCookie", "null" );
+           }
+        } },
+      { "one switch never comes back",
+        []( Fabric & fabric ) {
+           fabric.switchesAnswer();
+           fabric.patch( status + Fabric::id( 'C', '-' ), "null" );
+        } },
+   };
+   for( auto const & [ phase, happened ] : cases ) {
+      SCOPED_TRACE( phase );
+      Fabric fabric;
+      build( fabric );
+      happened( fabric );
+      fabric.restart();
+      fabric.switchesAnswer();
+      EXPECT_EQ( fabric.published(), ( Published{ { 'A', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
+                                                  { 'B', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
+                                                  { 'C', { { "web-5010", insideFlows( { "10.0.0.1" } ) } } } } ) );
+      EXPECT_EQ( fabric.get( "/state/kiv/servicePolicyStatus/policyRunningInfo/web/originalToServiceVni/5010" ),
+                 "20000" );
+      fabric.expectRepeatChangesNothing();
+   }
+}
+
+TEST( Restart, TheMajorityOfTheSwitchesKeepsTheServiceVni ) {
+   Fabric fabric;
+   build( fabric );
+   fabric.switchesAnswer();
+   for( char letter : { 'A', 'C' } ) reportServiceVni( fabric, letter, 20007 );
+   fabric.restart();
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.get( "/state/kiv/servicePolicyStatus/policyRunningInfo/web/originalToServiceVni/5010" ), "20007" );
+   EXPECT_EQ(
+      fabric.get( "/hub/kiv/version1/policy/switch/" + Fabric::id( 'C', '-' ) + "/policyFragment/web-5010/serviceVni" ),
+      "20007" );
+   fabric.expectRepeatChangesNothing();
+}
+
+// What changes while nobody listens: the feature is off, or another start's documents differ.
+TEST( Restart, TheConfigurationMayHaveChangedMeanwhile ) {
+   struct {
+      char const * change;
+      std::string pointer;
+      std::string value;
+      Published end;
+   } const cases[] = {
+      { "the group is gone", "/state/kiv/servicePolicyConfig/site/servicePolicy/web", "null", {} },
+      { "the host is gone", "/state/kiv/servicePolicyConfig/site/servicePolicy/web/interceptFlow", "null", {} },
+      { "the feature is off", "/state/kiv/config/enabled", "false", {} },
+      { "another range of service VNIs",
+        "/state/kiv/config/vniRange",
+        "\"300-310\"",
+        { { 'A', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
+          { 'B', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
+          { 'C', { { "web-5010", insideFlows( { "10.0.0.1" } ) } } } } },
+      { "another near set",
+        "/state/kiv/servicePolicyConfig/site/servicePolicy/web/nearIntfUuid",
+        "\"n2\"",
+        { { 'A', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
+          { 'B', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
+          { 'C', { { "web-5010", insideFlows( { "10.0.0.1" } ) } } },
+          { 'E', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } } } },
+   };
+   for( auto const & [ change, pointer, value, end ] : cases ) {
+      SCOPED_TRACE( change );
+      Fabric before;
+      build( before );
+      before.port( "n2", 'E' );
+      before.switchesAnswer();
+      auto const state = before.get( "/state" );
+      auto const hub = before.get( "/hub" );
+      Fabric after; // a new process, whose documents were saved and edited
+      after.patch( "/state", state );
+      after.patch( "/hub", hub );
+      after.patch( pointer, value );
+      after.start();
+      after.switchesAnswer();
+      EXPECT_EQ( after.published(), end );
+      after.expectRepeatChangesNothing();
+   }
+}
