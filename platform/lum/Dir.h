@@ -23,8 +23,8 @@ class Dir : public Entity {
    /// Makes a T under `key`; the entry that is there is returned if it is one, and replaced if it is not.
    template< class T >
    Ptr< T > createEntity( Name key ) {
-      if( auto const held = boost::dynamic_pointer_cast< T >( entityPtr( key ) ) ) return held;
-      Ptr< T > const made( new T( key ) );
+      if( auto held = boost::dynamic_pointer_cast< T >( entityPtr( key ) ) ) return held;
+      Ptr< T > made( new T( key ) );
       entityPtrIs( std::move( key ), made );
       return made;
    }

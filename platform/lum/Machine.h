@@ -157,7 +157,7 @@ class MachineMap : public HashMap2018< K, Ptr< T > > {
 
    template< class Owner, class... Args >
    Ptr< T > make( Owner * owner, K const & key, Args const &... args ) {
-      if( auto const held = at( key ) ) {
+      if( auto held = at( key ) ) {
          withParent< T >(
             owner, [ & ]( auto const &... all ) { checkArguments( *held, all... ); }, args... );
          return held;
@@ -166,7 +166,7 @@ class MachineMap : public HashMap2018< K, Ptr< T > > {
          owner, []( auto const &... all ) { return Factory< T >()( all... ); }, args... );
       machine->lumOwnerIs( owner );
       // Its start may have woken the owner, who then asked for the same machine: that one stands.
-      if( auto const held = at( key ) ) {
+      if( auto held = at( key ) ) {
          detachMachine( *machine );
          return held;
       }
@@ -447,14 +447,14 @@ class MachineSlot {
          Lum::throwRangeException( Lum::textOf( "null _" #attribute " parameter to mutator for ",                      \
                                                 Lum::typeName< LumSelf >(), "::" #attribute " not allowed\"" ) );      \
       }                                                                                                                \
-      if( auto const held = attribute##_.at( record->lumKey() ) ) {                                                    \
+      if( auto held = attribute##_.at( record->lumKey() ) ) {                                                          \
          Lum::ArgumentOf< T, 0 >::store( *held, record );                                                              \
          return held;                                                                                                  \
       }                                                                                                                \
       return attribute##_.make( this, record->lumKey(), record );                                                      \
    }                                                                                                                   \
    Lum::Ptr< T > attribute##Del( K key ) {                                                                             \
-      auto const gone = attribute##_.take( key );                                                                      \
+      auto gone = attribute##_.take( key );                                                                            \
       if( gone ) Lum::cleanUp( *gone );                                                                                \
       return gone;                                                                                                     \
    }                                                                                                                   \
