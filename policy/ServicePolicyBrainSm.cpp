@@ -222,6 +222,12 @@ void ServicePolicyBrainSm::takeUp() {
    for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
       maybeDeleteServiceVtep( switchId );
    }
+   // And those that just came with the ports may have converged before a restart: nobody reports that again.
+   for( auto const & [ vni, fragment ] : fragmentRunningInfo() ) {
+      if( auto const machine = policyPerVniSm( vni ) ) {
+         machine->switchPairFlowConvergedIs( fragment->serviceFlowConverged() );
+      }
+   }
    policyRunningInfo()->policyStateIs( State::policyRunning );
    for( auto const & [ vni, machine ] : policyPerVniSm() ) machine->handleHost();
 }

@@ -114,7 +114,6 @@ TEST( Restart, TheConfigurationMayHaveChangedMeanwhile ) {
       Published end;
    } const cases[] = {
       { "the group is gone", "/state/kiv/servicePolicyConfig/site/servicePolicy/web", "null", {} },
-      { "the host is gone", "/state/kiv/servicePolicyConfig/site/servicePolicy/web/interceptFlow", "null", {} },
       { "the feature is off", "/state/kiv/config/enabled", "false", {} },
       { "another range of service VNIs",
         "/state/kiv/config/vniRange",

@@ -14,17 +14,17 @@ rapidjson::Document parsed( std::string const & text ) {
    return document;
 }
 
-std::string quoted( std::string const & text ) { return "\"" + text + "\""; }
+std::string quoted( std::string const & text ) { return Lum::textOf( "\"", text, "\"" ); }
 
 /// A merge patch that holds `value` at `pointer`.
 std::string nested( std::string const & pointer, std::string const & value ) {
    std::string head;
    std::string tail;
    for( auto const & token : Host::tokensOf( pointer ) ) {
-      head += "{" + quoted( token ) + ": ";
+      head += Lum::textOf( "{", quoted( token ), ": " );
       tail += "}";
    }
-   return head + value + tail;
+   return Lum::textOf( head, value, tail );
 }
 
 std::string const switchTree = "/kiv/version1/policy/policy/policyFragment";
@@ -33,7 +33,7 @@ std::string const switchTree = "/kiv/version1/policy/policy/policyFragment";
 
 Fabric::Fabric()
    : session_( Host::Session::Clock::virtualClock, loop_,
-               [ this ]( std::string const & line ) { lines_.push_back( line ); } ) {
+               [ this ]( std::string const & line ) { handleChange( line ); } ) {
    vtep( 'A', "192.0.2.10" );
    vtep( 'B', "192.0.2.10" );
    for( char letter = 'C'; letter <= 'E'; ++letter ) vtep( letter, "192.0.2." + std::to_string( letter - 'A' ) );
@@ -56,11 +56,11 @@ std::string Fabric::ask( std::string const & request ) {
 }
 
 void Fabric::patch( std::string const & pointer, std::string const & value ) {
-   ask( "{\"patch\": " + nested( pointer, value ) + "}" );
+   ask( Lum::textOf( "{\"patch\": ", nested( pointer, value ), "}" ) );
 }
 
 std::string Fabric::get( std::string const & pointer ) {
-   auto const answer = parsed( session_.answer( "{\"get\": " + quoted( pointer ) + "}" ) );
+   auto const answer = parsed( session_.answer( Lum::textOf( "{\"get\": ", quoted( pointer ), "}" ) ) );
    if( !answer.HasMember( "value" ) ) return "";
    rapidjson::StringBuffer buffer;
    Host::Writer writer( buffer );
@@ -125,7 +125,9 @@ bool Fabric::answerOnce( std::string const & letters ) {
       auto const held = parsed( get( pointer ) );
       if( held.IsObject() ) {
          for( auto const & fragment : held.GetObject() ) {
-            if( seen.IsObject() && seen.HasMember( fragment.name ) ) continue;
+            // One that was withdrawn and published again, however quickly, is a new one.
+            bool const withdrawn = withdrawn_.erase( { letter, fragment.name.GetString() } ) > 0;
+            if( !withdrawn && seen.IsObject() && seen.HasMember( fragment.name ) ) continue;
             patch( pointer + "/" + fragment.name.GetString(), "null" );
             changed = true;
          }
@@ -206,26 +208,28 @@ std::string Fabric::stateOf( std::string const & group ) {
    return get( "/state/kiv/servicePolicyStatus/policyRunningInfo/" + group + "/policyState" );
 }
 
-std::vector< std::string > Fabric::journal() {
-   std::vector< std::string > writes;
-   for( auto const & line : lines_ ) {
-      auto const document = parsed( line );
-      Host::Json const * at = &document[ "changed" ];
-      Host::Tokens tokens;
-      while( at->IsObject() && at->MemberCount() == 1 && tokens.size() < 9 ) {
-         tokens.push_back( at->MemberBegin()->name.GetString() );
-         at = &at->MemberBegin()->value;
-      }
-      // hub kiv version1 policy switch <id> policyFragment <fragment> flow <name>
-      if( tokens.size() < 8 ) continue;
-      std::string const where( 1, letterOf( tokens[ 5 ] ) );
-      if( tokens.size() == 8 && at->IsNull() ) writes.push_back( where + " -" + tokens[ 7 ] );
-      if( tokens.size() < 9 || tokens[ 8 ] != "flow" || !at->IsObject() ) continue;
-      auto const & flow = *at->MemberBegin();
-      writes.push_back( where + " " + tokens[ 7 ] + ( flow.value.IsNull() ? " -" : " +" ) + flow.name.GetString() );
+std::vector< std::string > Fabric::journal() { return std::exchange( journal_, {} ); }
+
+void Fabric::handleChange( std::string const & line ) {
+   auto const document = parsed( line );
+   Host::Json const * at = &document[ "changed" ];
+   Host::Tokens tokens;
+   while( at->IsObject() && at->MemberCount() == 1 && tokens.size() < 9 ) {
+      tokens.push_back( at->MemberBegin()->name.GetString() );
+      at = &at->MemberBegin()->value;
    }
-   lines_.clear();
-   return writes;
+   // hub kiv version1 policy switch <id> policyFragment <fragment> flow <name>
+   if( tokens.size() < 8 ) return;
+   char const letter = letterOf( tokens[ 5 ] );
+   std::string const where( 1, letter );
+   if( tokens.size() == 8 && at->IsNull() ) {
+      journal_.push_back( Lum::textOf( where, " -", tokens[ 7 ] ) );
+      withdrawn_.insert( { letter, tokens[ 7 ] } );
+   }
+   if( tokens.size() < 9 || tokens[ 8 ] != "flow" || !at->IsObject() ) return;
+   auto const & flow = *at->MemberBegin();
+   journal_.push_back(
+      Lum::textOf( where, " ", tokens[ 7 ], flow.value.IsNull() ? " -" : " +", flow.name.GetString() ) );
 }
 
 void Fabric::expectRepeatChangesNothing() {

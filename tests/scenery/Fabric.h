@@ -67,12 +67,14 @@ class Fabric {
    static char letterOf( std::string const & id ) { return static_cast< char >( 'A' + ( id.back() - 'a' ) ); }
 
  private:
+   void handleChange( std::string const & line );
    bool answerOnce( std::string const & letters );
    void forget( std::string const & pointer, Host::Json const & fragment, std::vector< char const * > const & path );
    std::string statusOf( Host::Json const & fragments );
 
    boost::asio::io_context loop_;
-   std::vector< std::string > lines_;
+   std::vector< std::string > journal_;
+   std::set< std::pair< char, std::string > > withdrawn_; // since the switch answered last
    Host::Session session_;
 };
 
