@@ -1,0 +1,153 @@
+#include "feedback/KivMacMove.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Kiv;
+
+Neroli::IpGenAddr const ip = *Neroli::IpGenAddr::parse( "10.0.0.1" );
+Neroli::IpGenAddr const otherIp = *Neroli::IpGenAddr::parse( "10.0.0.2" );
+Neroli::EthAddr const mac = *Neroli::EthAddr::parse( "02:00:aa:00:00:01" );
+Neroli::EthAddr const otherMac = *Neroli::EthAddr::parse( "02:00:aa:00:00:02" );
+Neroli::IpAddr const serviceVtep = *Neroli::IpAddr::parse( "192.0.2.10" );
+Neroli::IpAddr const leaf = *Neroli::IpAddr::parse( "192.0.2.1" );
+Vxlan::Vni const vni( 5010 );
+
+/// A group with a host on VNI 5010 behind a leaf, a service VTEP, and a switch that reports.
+class MacMove : public ::testing::Test {
+ protected:
+   MacMove() {
+      helper->vtepSwitchIdToIpIs( "02:00:00:00:00:0a", serviceVtep );
+      running->serviceVtepSwitchIdIs( "02:00:00:00:00:0a", true );
+      host( ip, mac );
+      learn( mac, leaf, 5 );
+      machine = start();
+   }
+
+   Lum::Ptr< MacMoveSm > start() { return macMoveSmFactory( statusDir, helper, col, vniDir, output ); }
+
+   Lum::Ptr< HostRunningInfo > host( Neroli::IpGenAddr address, Neroli::EthAddr hardware ) {
+      auto const made = running->hostInfoIs( address );
+      made->macIs( hardware );
+      made->originalVniIs( vni );
+      return made;
+   }
+
+   void learn( Neroli::EthAddr hardware, Neroli::IpAddr at, std::uint32_t moves ) {
+      Loomis::MacVtepV2 entry;
+      entry.mac = hardware;
+      entry.vtepIp = at;
+      entry.moveCount = moves;
+      vniDir->createEntity< Loomis::VniFdbStatusV2 >( "5010" )->macVtepTableIs( entry );
+   }
+
+   void report( char const * flow, std::uint32_t moves, Neroli::EthAddr hardware = mac ) {
+      V1::PolicyFlowStatus status;
+      status.flowName = flow;
+      status.hostMoveCount.mac = hardware;
+      status.hostMoveCount.moveCount = moves;
+      fragment->flowStatusIs( status );
+   }
+
+   std::uint32_t count() { return running->hostInfo( ip )->moveCountByVtep(); }
+   /// The count of the entry that outbids the fabric's; 0 without one.
+   std::uint32_t outbid( Neroli::EthAddr hardware = mac ) {
+      auto const table = output->vniStatusV2( vni );
+      return table ? table->macVtepTable( hardware ).moveCount : 0;
+   }
+
+   Lum::Ptr< Lum::Dir > statusDir{ new Lum::Dir( "status" ) };
+   Lum::Ptr< Lum::Dir > vniDir{ new Lum::Dir( "vni" ) };
+   Lum::Ptr< PolicyHelperInfo > helper{ new PolicyHelperInfo( "helper" ) };
+   Lum::Ptr< PolicyRunningInfoCol > col{ new PolicyRunningInfoCol( "col" ) };
+   Lum::Ptr< Loomis::VniStatusDirV2 > output{ new Loomis::VniStatusDirV2( "output" ) };
+   Lum::Ptr< PolicyRunningInfo > running = col->policyRunningInfoIs( "web-shop" );
+   Lum::Ptr< V1::KivPolicyFragmentStatus > reports =
+      statusDir->createEntity< V1::KivPolicyFragmentStatus >( "02-00-00-00-00-01" );
+   Lum::Ptr< V1::ServicePolicyFragmentStatus > fragment = reports->policyFragmentIs( "web-shop-5010" );
+   Lum::Ptr< MacMoveSm > machine;
+};
+
+} // namespace
+
+TEST_F( MacMove, ReportsOnlyRaiseTheCountAndItsFlowTakesItBack ) {
+   report( "InsideVtepIngress-10.0.0.1", 7 );
+   EXPECT_EQ( count(), 7u );
+   report( "InsideVtepIngress-10.0.0.1", 3 );
+   report( "InsideVtepEgress", 9, Neroli::EthAddr() );
+   EXPECT_EQ( count(), 7u );
+   fragment->flowStatusDel( "InsideVtepIngress-10.0.0.1" );
+   EXPECT_EQ( count(), 0u );
+   report( "InsideVtepIngress-10.0.0.1", 8 );
+   statusDir->entityPtrDel( "02-00-00-00-00-01" ); // the whole switch
+   EXPECT_EQ( count(), 0u );
+}
+
+TEST_F( MacMove, AnEntryIsWrittenOnlyWhenAllIsKnown ) {
+   auto const info = running->hostInfo( ip );
+   struct {
+      char const * story;
+      PolicyRunningState state;
+      std::uint32_t moves;
+      Neroli::IpAddr learntAt;
+      bool vtepKnown;
+      std::uint32_t expected;
+   } const cases[] = {
+      { "all there", PolicyRunningState::policyRunning, 5, leaf, true, 6 },
+      { "another state, even with flows", PolicyRunningState::policyOrchestrating, 5, leaf, true, 0 },
+      { "the switch has not seen the move yet", PolicyRunningState::policyRunning, 4, leaf, true, 0 },
+      { "no count", PolicyRunningState::policyRunning, 0, leaf, true, 0 },
+      { "it stands at the service VTEP already", PolicyRunningState::policyRunning, 5, serviceVtep, true, 0 },
+      { "no address of a service VTEP", PolicyRunningState::policyRunning, 5, leaf, false, 0 },
+   };
+   for( auto const & [ story, state, moves, learntAt, vtepKnown, expected ] : cases ) {
+      SCOPED_TRACE( story );
+      info->stateIs( PolicyRunningState::policyDeleted );
+      info->moveCountByVtepIs( 0 );
+      output->vniStatusV2DelAll();
+      learn( mac, learntAt, 5 );
+      vtepKnown ? helper->vtepSwitchIdToIpIs( "02:00:00:00:00:0a", serviceVtep )
+                : helper->vtepSwitchIdToIpDel( "02:00:00:00:00:0a" );
+      info->stateIs( state );
+      info->moveCountByVtepIs( moves );
+      EXPECT_EQ( outbid(), expected );
+   }
+}
+
+TEST_F( MacMove, AnEntryTakesItsTableAlongOnlyWhileOthersAreInIt ) {
+   host( otherIp, otherMac );
+   learn( otherMac, leaf, 1 );
+   for( auto const & [ address, info ] : running->hostInfo() ) {
+      info->stateIs( PolicyRunningState::policyRunning );
+      info->moveCountByVtepIs( 5 );
+   }
+   ASSERT_EQ( outbid( otherMac ), 2u );
+   running->hostInfo( ip )->stateIs( PolicyRunningState::policyDeleted );
+   EXPECT_FALSE( output->vniStatusV2( vni ) );
+   running->hostInfo( otherIp )->moveCountByVtepIs( 6 ); // its next event writes it again
+   EXPECT_EQ( outbid( otherMac ), 2u );
+   running->hostInfoDel( otherIp );
+   ASSERT_TRUE( output->vniStatusV2( vni ) );
+   EXPECT_TRUE( output->vniStatusV2( vni )->macVtepTable().empty() );
+}
+
+TEST_F( MacMove, AStartRemovesWhatNobodyKnowsAndTakesUpTheRest ) {
+   machine = nullptr;
+   for( auto const & [ at, hardware ] : { std::pair( 5010u, mac ), { 5010u, otherMac }, { 5011u, mac } } ) {
+      Loomis::MacVtepV2 entry;
+      entry.mac = hardware;
+      entry.vtepIp = serviceVtep;
+      entry.moveCount = 6;
+      output->vniStatusV2Is( Vxlan::Vni( at ) )->macVtepTableIs( entry );
+   }
+   learn( mac, serviceVtep, 6 );
+   running->hostInfo( ip )->stateIs( PolicyRunningState::policyRunning );
+   running->hostInfo( ip )->moveCountByVtepIs( 6 );
+   machine = start();
+   EXPECT_EQ( outbid( mac ), 6u );
+   EXPECT_EQ( outbid( otherMac ), 0u );
+   EXPECT_FALSE( output->vniStatusV2( Vxlan::Vni( 5011 ) ) );
+   running->hostInfo( ip )->moveCountByVtepIs( 0 );
+   EXPECT_EQ( outbid( mac ), 0u ) << "taken up at the start, so it can be removed";
+}
