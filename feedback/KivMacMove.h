@@ -17,135 +17,126 @@ namespace Kiv {
 
 /// A MAC in a VNI; both zero is the empty value.
 struct VniMac {
-  LUM_VALUE_RECORD(VniMac);
-  LUM_FIELD(vni, Vxlan::Vni);
-  LUM_FIELD(macAddr, Neroli::EthAddr);
+   LUM_VALUE_RECORD( VniMac );
+   LUM_FIELD( vni, Vxlan::Vni );
+   LUM_FIELD( macAddr, Neroli::EthAddr );
 
-  /// By VNI, then by MAC.
-  friend bool operator<(VniMac const &a, VniMac const &b) {
-    return a.vni == b.vni ? a.macAddr < b.macAddr : a.vni < b.vni;
-  }
-  bool operator!() const { return *this == VniMac{}; }
+   /// By VNI, then by MAC.
+   friend bool operator<( VniMac const & a, VniMac const & b ) {
+      return a.vni == b.vni ? a.macAddr < b.macAddr : a.vni < b.vni;
+   }
+   bool operator!() const { return *this == VniMac{}; }
 };
 
 /// The MACs of one VNI.
 class MacList : public Lum::Entity {
-  LUM_ENTITY(MacList, vni, Vxlan::Vni);
-  LUM_SET(macList, Neroli::EthAddr);
+   LUM_ENTITY( MacList, vni, Vxlan::Vni );
+   LUM_SET( macList, Neroli::EthAddr );
 };
 
 /// Those of several VNIs.
 class VniList : public Lum::Entity {
-  LUM_ENTITY(VniList, name, Lum::Name);
-  LUM_CHILDREN(vniList, Vxlan::Vni, MacList);
+   LUM_ENTITY( VniList, name, Lum::Name );
+   LUM_CHILDREN( vniList, Vxlan::Vni, MacList );
 };
 
 /// An empty list.
-Lum::Ptr<VniList> vniListFactory();
+Lum::Ptr< VniList > vniListFactory();
 
 /// The hosts of one policy group.
 class PolicyInfoSm : public Lum::PtrInterface {
-public:
-  /// One host: adds and removes its entry.
-  class HostInfoSm : public Lum::PtrInterface {
-    LUM_MACHINE(HostInfoSm);
-    LUM_ARG_INPUT(hostInfo, HostRunningInfo, LUM_ON(state, handleHostState),
-                  LUM_ON(moveCountByVtep, handleHostState));
-    LUM_PARENT(parent, PolicyInfoSm);
-    LUM_LOCAL(initialized, bool);
-    LUM_LOCAL(inputVniMac, VniMac); // the entry that this host holds in the
-                                    // output; empty when none
+ public:
+   /// One host: adds and removes its entry.
+   class HostInfoSm : public Lum::PtrInterface {
+      LUM_MACHINE( HostInfoSm );
+      LUM_ARG_INPUT( hostInfo, HostRunningInfo, LUM_ON( state, handleHostState ),
+                     LUM_ON( moveCountByVtep, handleHostState ) );
+      LUM_PARENT( parent, PolicyInfoSm );
+      LUM_LOCAL( initialized, bool );
+      LUM_LOCAL( inputVniMac, VniMac ); // the entry that this host holds in the
+                                        // output; empty when none
 
-    void handleInitialized();
-    void handleHostState();
-    void addHostMac();
-    void deleteHostMac();
-    void cleanup();
+      void handleInitialized();
+      void handleHostState();
+      void addHostMac();
+      void deleteHostMac();
+      void cleanup();
 
-  private:
-    Neroli::IpAddr serviceVtepIp() const;
-  };
+    private:
+      Neroli::IpAddr serviceVtepIp() const;
+   };
 
-  LUM_MACHINE(PolicyInfoSm);
-  LUM_ARG(name, Lum::Name);
-  LUM_ARG(vniDir, Lum::Ptr<Lum::Dir const>);
-  LUM_ARG(policyHelperInfo, Lum::Ptr<PolicyHelperInfo const>);
-  LUM_ARG_INPUT(policyRunningInfo, PolicyRunningInfo,
-                LUM_ON(hostInfo, hostInfoFollow));
-  LUM_ARG(kivVniStatusDir, Lum::Ptr<Loomis::VniStatusDirV2>);
-  LUM_FOLLOWERS(hostInfo, Neroli::IpGenAddr, HostInfoSm, policyRunningInfo,
-                hostInfo);
-  LUM_LOCAL(initialized, bool);
+   LUM_MACHINE( PolicyInfoSm );
+   LUM_ARG( name, Lum::Name );
+   LUM_ARG( vniDir, Lum::Ptr< Lum::Dir const > );
+   LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo const > );
+   LUM_ARG_INPUT( policyRunningInfo, PolicyRunningInfo, LUM_ON( hostInfo, hostInfoFollow ) );
+   LUM_ARG( kivVniStatusDir, Lum::Ptr< Loomis::VniStatusDirV2 > );
+   LUM_FOLLOWERS( hostInfo, Neroli::IpGenAddr, HostInfoSm, policyRunningInfo, hostInfo );
+   LUM_LOCAL( initialized, bool );
 
-  void handleInitialized() { initializedIs(true); }
-  void cleanup();
+   void handleInitialized() { initializedIs( true ); }
+   void cleanup();
 };
 
 /// The reports of one switch.
 class VtepPolicyStatusSm : public Lum::PtrInterface {
-public:
-  /// Those of one fragment. It remembers one host only, the last one whose
-  /// count it raised.
-  class FragmentSm : public Lum::PtrInterface {
-    LUM_MACHINE(FragmentSm);
-    LUM_ARG_INPUT(fragment, V1::ServicePolicyFragmentStatus const,
-                  LUM_ON(flowStatus, handleFlowStatus));
-    LUM_PARENT(parent, VtepPolicyStatusSm);
-    LUM_LOCAL(initialized, bool);
-    LUM_LOCAL(lastMovedHost, Neroli::IpGenAddr); // unset when none
+ public:
+   /// Those of one fragment. It remembers one host only, the last one whose
+   /// count it raised.
+   class FragmentSm : public Lum::PtrInterface {
+      LUM_MACHINE( FragmentSm );
+      LUM_ARG_INPUT( fragment, V1::ServicePolicyFragmentStatus const, LUM_ON( flowStatus, handleFlowStatus ) );
+      LUM_PARENT( parent, VtepPolicyStatusSm );
+      LUM_LOCAL( initialized, bool );
+      LUM_LOCAL( lastMovedHost, Neroli::IpGenAddr ); // unset when none
 
-    void handleInitialized();
-    void handleFlowStatus();
-    void handleFlowStatus(Lum::Name flowName);
-    void cleanup();
+      void handleInitialized();
+      void handleFlowStatus();
+      void handleFlowStatus( Lum::Name flowName );
+      void cleanup();
 
-  private:
-    Lum::Ptr<PolicyRunningInfo> runningInfo() const;
-    void updateHostInfo(Lum::Ptr<PolicyRunningInfo> const &running,
-                        V1::PolicyFlowStatus const &status);
-    void resetHostInfo(Lum::Ptr<PolicyRunningInfo> const &running,
-                       char const *what);
-  };
+    private:
+      Lum::Ptr< PolicyRunningInfo > runningInfo() const;
+      void updateHostInfo( Lum::Ptr< PolicyRunningInfo > const & running, V1::PolicyFlowStatus const & status );
+      void resetHostInfo( Lum::Ptr< PolicyRunningInfo > const & running, char const * what );
+   };
 
-  LUM_MACHINE(VtepPolicyStatusSm);
-  LUM_ARG(name, Lum::Name); // the switch's id in hyphen form
-  LUM_ARG_INPUT(vtepPolicyStatus, V1::KivPolicyFragmentStatus const,
-                LUM_ON(policyFragment, fragmentFollow));
-  LUM_ARG(policyRunningInfoCol, Lum::Ptr<PolicyRunningInfoCol>);
-  LUM_FOLLOWERS(fragment, Lum::String, FragmentSm, vtepPolicyStatus,
-                policyFragment);
-  LUM_LOCAL(initialized, bool);
+   LUM_MACHINE( VtepPolicyStatusSm );
+   LUM_ARG( name, Lum::Name ); // the switch's id in hyphen form
+   LUM_ARG_INPUT( vtepPolicyStatus, V1::KivPolicyFragmentStatus const, LUM_ON( policyFragment, fragmentFollow ) );
+   LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
+   LUM_FOLLOWERS( fragment, Lum::String, FragmentSm, vtepPolicyStatus, policyFragment );
+   LUM_LOCAL( initialized, bool );
 
-  void handleInitialized() { initializedIs(true); }
-  /// The switch is gone.
-  void cleanup() { fragmentDelAll(); }
+   void handleInitialized() { initializedIs( true ); }
+   /// The switch is gone.
+   void cleanup() { fragmentDelAll(); }
 };
 
 /// Both arms: the groups' hosts, and the switches' reports. It survives a
 /// disable of the feature, and its output with it.
 class MacMoveSm : public Lum::PtrInterface {
-  LUM_MACHINE(MacMoveSm);
-  LUM_ARG_INPUT(kivPolicyStatusDir, Lum::Dir const,
-                LUM_ON(entityPtr, handleKivPolicyStatusDir));
-  LUM_ARG(policyHelperInfo, Lum::Ptr<PolicyHelperInfo const>);
-  LUM_ARG_INPUT(policyRunningInfoCol, PolicyRunningInfoCol,
-                LUM_ON(policyRunningInfo, handlePolicyRunningInfoCol));
-  LUM_ARG(vniDir, Lum::Ptr<Lum::Dir const>);
-  LUM_ARG(kivVniStatusDir, Lum::Ptr<Loomis::VniStatusDirV2>);
-  LUM_SMS(policyInfoSm, Lum::Name, PolicyInfoSm);             // by group
-  LUM_SMS(vtepPolicyStatusSm, Lum::Name, VtepPolicyStatusSm); // by switch
-  LUM_LOCAL(initialized, bool);
+   LUM_MACHINE( MacMoveSm );
+   LUM_ARG_INPUT( kivPolicyStatusDir, Lum::Dir const, LUM_ON( entityPtr, handleKivPolicyStatusDir ) );
+   LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo const > );
+   LUM_ARG_INPUT( policyRunningInfoCol, PolicyRunningInfoCol, LUM_ON( policyRunningInfo, handlePolicyRunningInfoCol ) );
+   LUM_ARG( vniDir, Lum::Ptr< Lum::Dir const > );
+   LUM_ARG( kivVniStatusDir, Lum::Ptr< Loomis::VniStatusDirV2 > );
+   LUM_SMS( policyInfoSm, Lum::Name, PolicyInfoSm );             // by group
+   LUM_SMS( vtepPolicyStatusSm, Lum::Name, VtepPolicyStatusSm ); // by switch
+   LUM_LOCAL( initialized, bool );
 
-  void handleInitialized();
-  void handleKivPolicyStatusDir();
-  void handleKivPolicyStatusDir(Lum::Name name);
-  void handlePolicyRunningInfoCol();
-  void handlePolicyRunningInfoCol(Lum::Name name);
+   void handleInitialized();
+   void handleKivPolicyStatusDir();
+   void handleKivPolicyStatusDir( Lum::Name name );
+   void handlePolicyRunningInfoCol();
+   void handlePolicyRunningInfoCol( Lum::Name name );
 
-private:
-  void removeLeftovers();
+ private:
+   void removeLeftovers();
 };
 
-inline constexpr Lum::Factory<MacMoveSm> macMoveSmFactory;
+inline constexpr Lum::Factory< MacMoveSm > macMoveSmFactory;
 
 } // namespace Kiv

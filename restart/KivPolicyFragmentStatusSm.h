@@ -18,88 +18,85 @@ namespace Kiv {
 /// The votes for one fragment's service VNI, one for each report that names it.
 /// During a failure two switches may remember different ones.
 class VniElection : public Lum::Entity {
-  LUM_ENTITY(VniElection, name, Lum::Name);
-  LUM_VALUES(vote, Vxlan::VniOrNone, Moth::Seqno32);
+   LUM_ENTITY( VniElection, name, Lum::Name );
+   LUM_VALUES( vote, Vxlan::VniOrNone, Moth::Seqno32 );
 
-  void addVote(Vxlan::VniOrNone vni);
-  /// The last vote removes the entry. One too many wraps: the count of an
-  /// absent VNI becomes 0xffffffff.
-  void removeVote(Vxlan::VniOrNone vni);
+   void addVote( Vxlan::VniOrNone vni );
+   /// The last vote removes the entry. One too many wraps: the count of an
+   /// absent VNI becomes 0xffffffff.
+   void removeVote( Vxlan::VniOrNone vni );
 };
 
 class CoalescedPolicyGrSm : public Lum::PtrInterface {
-public:
-  /// Keeps the elected view of one fragment: the service VNI with the most
-  /// votes, and in a tie the one that led first.
-  class LumPolicyElection : public Lum::PtrInterface {
-    LUM_MACHINE(LumPolicyElection);
-    LUM_ARG(name, Lum::Name);
-    LUM_ARG_INPUT(election, VniElection const, LUM_ON(vote, handleVote));
-    LUM_PARENT(parent, CoalescedPolicyGrSm);
+ public:
+   /// Keeps the elected view of one fragment: the service VNI with the most
+   /// votes, and in a tie the one that led first.
+   class LumPolicyElection : public Lum::PtrInterface {
+      LUM_MACHINE( LumPolicyElection );
+      LUM_ARG( name, Lum::Name );
+      LUM_ARG_INPUT( election, VniElection const, LUM_ON( vote, handleVote ) );
+      LUM_PARENT( parent, CoalescedPolicyGrSm );
 
-    void handleInitialized() {}
-    void handleVote();
-    void handleVote(Vxlan::VniOrNone vni);
-  };
+      void handleInitialized() {}
+      void handleVote();
+      void handleVote( Vxlan::VniOrNone vni );
+   };
 
-  class LumPolicy;
+   class LumPolicy;
 
-  /// One fragment on one switch: restores the group and its hosts from the
-  /// cookie.
-  class LumFragment : public Lum::PtrInterface {
-    LUM_MACHINE(LumFragment);
-    LUM_ARG_INPUT(fragment, V1::ServicePolicyFragmentStatus const,
-                  LUM_ON(grCookie, handleGrCookie));
-    LUM_PARENT(parent, LumPolicy);
+   /// One fragment on one switch: restores the group and its hosts from the
+   /// cookie.
+   class LumFragment : public Lum::PtrInterface {
+      LUM_MACHINE( LumFragment );
+      LUM_ARG_INPUT( fragment, V1::ServicePolicyFragmentStatus const, LUM_ON( grCookie, handleGrCookie ) );
+      LUM_PARENT( parent, LumPolicy );
 
-    void handleInitialized() { handleGrCookie(); }
-    void handleGrCookie();
+      void handleInitialized() { handleGrCookie(); }
+      void handleGrCookie();
 
-  private:
-    void restoreHost(PolicyRunningInfo &running,
-                     V1::InterceptInfoCookie const &cookie);
-  };
+    private:
+      void restoreHost( PolicyRunningInfo & running, V1::InterceptInfoCookie const & cookie );
+   };
 
-  /// One switch.
-  class LumPolicy : public Lum::PtrInterface {
-    LUM_MACHINE(LumPolicy);
-    LUM_ARG(name, Lum::Name); // the switch's id in hyphen form
-    LUM_ARG_INPUT(policy, V1::KivPolicyFragmentStatus const,
-                  LUM_ON(policyFragment, handlePolicyFragment));
-    LUM_PARENT(parent, CoalescedPolicyGrSm);
-    LUM_FOLLOWERS(fragment, Lum::String, LumFragment, policy, policyFragment);
-    LUM_LOCAL(initialized, bool);
+   /// One switch.
+   class LumPolicy : public Lum::PtrInterface {
+      LUM_MACHINE( LumPolicy );
+      LUM_ARG( name, Lum::Name ); // the switch's id in hyphen form
+      LUM_ARG_INPUT( policy, V1::KivPolicyFragmentStatus const, LUM_ON( policyFragment, handlePolicyFragment ) );
+      LUM_PARENT( parent, CoalescedPolicyGrSm );
+      LUM_FOLLOWERS( fragment, Lum::String, LumFragment, policy, policyFragment );
+      LUM_LOCAL( initialized, bool );
 
-    void handleInitialized();
-    void handlePolicyFragment();
-    void handlePolicyFragment(Lum::String fragmentName);
+      void handleInitialized();
+      void handlePolicyFragment();
+      void handlePolicyFragment( Lum::String fragmentName );
 
-  private:
-    void handleFragment(Lum::String fragmentName);
-  };
+    private:
+      void handleFragment( Lum::String fragmentName );
+   };
 
-  LUM_MACHINE(CoalescedPolicyGrSm);
-  LUM_ARG_INPUT(vtep, Lum::Dir const, LUM_ON(entityPtr, handleVtep));
-  LUM_ARG(vtepAllPolicyFragmentStatus, Lum::Ptr<VtepAllPolicyFragmentStatus>);
-  LUM_ARG(policyRunningInfoCol, Lum::Ptr<PolicyRunningInfoCol>);
-  LUM_ARG(policyHelperInfo, Lum::Ptr<PolicyHelperInfo>);
-  LUM_SMS(policyElection, Lum::Name,
-          LumPolicyElection);            // by fragment; each holds its election
-  LUM_SMS(policy, Lum::Name, LumPolicy); // by switch
-  LUM_LOCAL(initialized, bool);
+   LUM_MACHINE( CoalescedPolicyGrSm );
+   LUM_ARG_INPUT( vtep, Lum::Dir const, LUM_ON( entityPtr, handleVtep ) );
+   LUM_ARG( vtepAllPolicyFragmentStatus, Lum::Ptr< VtepAllPolicyFragmentStatus > );
+   LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
+   LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
+   LUM_SMS( policyElection, Lum::Name,
+            LumPolicyElection );            // by fragment; each holds its election
+   LUM_SMS( policy, Lum::Name, LumPolicy ); // by switch
+   LUM_LOCAL( initialized, bool );
 
-  void handleInitialized();
-  void handleVtep();
-  /// One switch. One that leaves takes nothing with it.
-  void handleVtep(Lum::Name name);
+   void handleInitialized();
+   void handleVtep();
+   /// One switch. One that leaves takes nothing with it.
+   void handleVtep( Lum::Name name );
 
-  /// The election of a fragment, made with its watcher if it is new.
-  Lum::Ptr<VniElection> vniElectionIs(Lum::Name name);
+   /// The election of a fragment, made with its watcher if it is new.
+   Lum::Ptr< VniElection > vniElectionIs( Lum::Name name );
 
-private:
-  LUM_MEMO(vniElection, Lum::Name, Lum::Ptr<VniElection>);
+ private:
+   LUM_MEMO( vniElection, Lum::Name, Lum::Ptr< VniElection > );
 };
 
-inline constexpr Lum::Factory<CoalescedPolicyGrSm> coalescedPolicyGrSmFactory;
+inline constexpr Lum::Factory< CoalescedPolicyGrSm > coalescedPolicyGrSmFactory;
 
 } // namespace Kiv

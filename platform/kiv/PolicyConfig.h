@@ -71,12 +71,12 @@ class KivPolicySourceState : public Lum::Entity {
 class Config : public Lum::Entity {
    LUM_ENTITY( Config, name, Lum::Name );
    LUM_VALUE( enabled, bool );
-   LUM_VALUE( vniRange, Lum::String );                           // the pool of service VNIs: "10000-10999,12000"
-   LUM_VALUE_DEFAULT( flowRemovalPeriod, 30.0, double );         // seconds between two rounds of the revoke task
+   LUM_VALUE( vniRange, Lum::String );                              // the pool of service VNIs: "10000-10999,12000"
+   LUM_VALUE_DEFAULT( flowRemovalPeriod, 30.0, double );            // seconds between two rounds of the revoke task
    LUM_VALUE_DEFAULT( flowRemovalTriggerLimit, 10, std::uint16_t ); // quiet rounds before service flows go
-   LUM_VALUE( retainInterceptFlows, bool );                      // keep them when a service VTEP loses convergence
-   LUM_VALUE_DEFAULT( staleHostCheckPeriod, 30.0, double );      // seconds between two ageing rounds
-   LUM_VALUE_DEFAULT( staleHostThreshold, 10, std::uint16_t );   // rounds that a host may go unseen
+   LUM_VALUE( retainInterceptFlows, bool );                         // keep them when a service VTEP loses convergence
+   LUM_VALUE_DEFAULT( staleHostCheckPeriod, 30.0, double );         // seconds between two ageing rounds
+   LUM_VALUE_DEFAULT( staleHostThreshold, 10, std::uint16_t );      // rounds that a host may go unseen
 };
 
 /// The agent's published status.

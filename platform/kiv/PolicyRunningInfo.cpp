@@ -6,12 +6,18 @@ namespace Kiv {
 
 Lum::String stringValue( PolicyRunningState state ) {
    switch( state ) {
-   case PolicyRunningState::policyPending: return "pending";
-   case PolicyRunningState::policyOrchestrating: return "orchestrating";
-   case PolicyRunningState::policyRunning: return "running";
-   case PolicyRunningState::policyIntfChanging: return "changing";
-   case PolicyRunningState::policyDeleted: return "deleted";
-   case PolicyRunningState::policyRestored: return "restored";
+   case PolicyRunningState::policyPending:
+      return "pending";
+   case PolicyRunningState::policyOrchestrating:
+      return "orchestrating";
+   case PolicyRunningState::policyRunning:
+      return "running";
+   case PolicyRunningState::policyIntfChanging:
+      return "changing";
+   case PolicyRunningState::policyDeleted:
+      return "deleted";
+   case PolicyRunningState::policyRestored:
+      return "restored";
    }
    return "unknown";
 }

@@ -48,7 +48,7 @@ class HostRunningInfo : public Lum::Entity {
    LUM_VALUE( serviceVniSeen, bool );             // likewise
    LUM_VALUE( state, PolicyRunningState );
    LUM_VALUE( serviceVni, Vxlan::VniOrNone );
-   LUM_VALUE( moveCountByVtep, std::uint32_t );      // the host's moves as the VTEPs count them
+   LUM_VALUE( moveCountByVtep, std::uint32_t );     // the host's moves as the VTEPs count them
    LUM_VALUE( insideVtepIngressFlowPresent, bool ); // the inside VTEP has installed the host's ingress flow
 };
 
