@@ -209,6 +209,11 @@ void ServicePolicyPerVniSm::handleServiceVni( Vxlan::VniOrNone newVni ) {
 void ServicePolicyPerVniSm::cleanup() {
    TRACE8( trace(), " fragment: ", fragmentName() );
    revokeAllPolicyFragments();
+   // And on a switch that neither is a service VTEP any more nor has a host: one that left as the last kept its
+   // fragment.
+   for( auto const & [ name, entity ] : policyPublishBaseDir()->entityPtr() ) {
+      if( publishedFragment( name ) ) revokeFragment( name );
+   }
    TRACE6( trace(), " fragmentRunningInfoDel for vni: ", originalVni() );
    policyRunningInfo()->fragmentRunningInfoDel( originalVni() );
 }

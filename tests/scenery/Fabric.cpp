@@ -198,10 +198,14 @@ Published Fabric::published() {
    return all;
 }
 
-std::set< std::string > Fabric::flows( char letter, std::string const & fragment ) {
+std::map< std::string, std::set< std::string > > Fabric::flowsOf( char letter ) {
    auto const all = published();
-   return all.count( letter ) && all.at( letter ).count( fragment ) ? all.at( letter ).at( fragment )
-                                                                    : std::set< std::string >();
+   return all.count( letter ) ? all.at( letter ) : std::map< std::string, std::set< std::string > >();
+}
+
+std::set< std::string > Fabric::flows( char letter, std::string const & fragment ) {
+   auto const all = flowsOf( letter );
+   return all.count( fragment ) ? all.at( fragment ) : std::set< std::string >();
 }
 
 std::string Fabric::stateOf( std::string const & group ) {

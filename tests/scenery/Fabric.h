@@ -51,6 +51,7 @@ class Fabric {
    Published published();
    /// The flows of one fragment on one switch.
    std::set< std::string > flows( char letter, std::string const & fragment = "web-5010" );
+   std::map< std::string, std::set< std::string > > flowsOf( char letter );
    std::string stateOf( std::string const & group );
 
    /// The writes to the published tree since the last call, in their order: "C web-5010 +InsideVtepEgress", "-" for one

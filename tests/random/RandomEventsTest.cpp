@@ -1,0 +1,215 @@
+// Random but valid events, one behind the other, against the running agent: nothing may stop it, and what it publishes
+// must stay explicable. KIV_SEED and KIV_EVENTS choose another run, for example KIV_EVENTS=100000.
+#include "tests/scenery/Fabric.h"
+
+#include <cstdlib>
+#include <functional>
+#include <gtest/gtest.h>
+#include <random>
+
+using namespace Scenery;
+
+namespace {
+
+unsigned fromEnvironment( char const * name, unsigned otherwise ) {
+   char const * const text = std::getenv( name );
+   return text ? static_cast< unsigned >( std::strtoul( text, nullptr, 10 ) ) : otherwise;
+}
+
+/// A small world in which anything may happen. A group keeps its interface sets for life.
+class World {
+ public:
+   World( unsigned seed, bool restarts ) : random_( seed ), restarts_( restarts ) {
+      fabric_.source( "early" );
+      fabric_.start();
+      fabric_.enable();
+   }
+
+   Fabric & fabric() { return fabric_; }
+
+   void happen() {
+      using Event = void ( World::* )();
+      static constexpr Event events[] = {
+         &World::hostMoves,  &World::hostMoves,     &World::hostIsForgotten, &World::groupComes,
+         &World::groupComes, &World::groupGoes,     &World::hostsJoin,       &World::hostsJoin,
+         &World::hostsLeave, &World::portComes,     &World::portComes,       &World::portGoes,
+         &World::vtepMoves,  &World::switchAnswers, &World::switchAnswers,   &World::switchAnswers,
+         &World::flowFails,  &World::switchGoes,    &World::countIsReported, &World::settingChanges,
+         &World::timePasses, &World::sourceChanges, &World::agentRestarts,   &World::fabricSettles,
+      };
+      ( this->*events[ below( std::size( events ) ) ] )();
+   }
+
+   void check() {
+      std::set< std::string > owned;
+      rapidjson::Document groups;
+      groups.Parse( fabric_.get( "/state/kiv/servicePolicyStatus/policyRunningInfo" ).c_str() );
+      if( groups.IsObject() ) {
+         for( auto const & group : groups.GetObject() ) {
+            if( !group.value.HasMember( "originalToServiceVni" ) ) continue;
+            for( auto const & grant : group.value[ "originalToServiceVni" ].GetObject() ) {
+               EXPECT_TRUE( owned.insert( std::to_string( grant.value.GetUint() ) ).second )
+                  << "one service VNI, two users";
+            }
+         }
+      }
+      auto const published = fabric_.published();
+      if( fabric_.get( "/state/kiv/status/running" ) == "false" ) {
+         EXPECT_TRUE( published.empty() );
+      }
+      for( auto const & [ letter, fragments ] : published ) {
+         for( auto const & [ fragment, flows ] : fragments ) {
+            auto const group = fragment.substr( 0, fragment.rfind( '-' ) );
+            EXPECT_TRUE( groups.IsObject() && groups.HasMember( group.c_str() ) ) << letter << " " << fragment;
+         }
+      }
+   }
+
+ private:
+   std::size_t below( std::size_t end ) {
+      return std::uniform_int_distribution< std::size_t >( 0, end - 1 )( random_ );
+   }
+   bool chance( unsigned oneIn ) { return below( oneIn ) == 0; }
+   char letter() { return static_cast< char >( 'A' + below( 5 ) ); }
+   std::string ip() { return "10.0.0." + std::to_string( 1 + below( 8 ) ); }
+   std::string macOf( std::string const & address ) {
+      return "02:00:aa:00:00:0" + address.substr( address.size() - 1 );
+   }
+   unsigned vni() { return static_cast< unsigned >( 5010 + below( 3 ) ); }
+   std::string sourceName() { return chance( 4 ) ? "early" : "site"; }
+   std::size_t number() { return below( 4 ); } // of a group
+   std::string groupPath( std::size_t group, std::string const & source ) {
+      return "/state/kiv/servicePolicyConfig/" + source + "/servicePolicy/group-" + std::to_string( group );
+   }
+   std::string uuid( std::size_t group, bool near ) { return ( near ? "near" : "far" ) + std::to_string( group / 2 ); }
+   std::string statusPath( char at ) { return "/hub/kivclient/version1/policystatus/switch/" + Fabric::id( at, '-' ); }
+   std::string tables( unsigned at ) { return "/hub/loomis/version2/vni/" + std::to_string( at ); }
+
+   void hostMoves() {
+      auto const address = ip();
+      fabric_.host( address, macOf( address ), letter(), vni(), ++moves_ );
+   }
+   void hostIsForgotten() {
+      auto const address = ip();
+      if( chance( 10 ) ) {
+         fabric_.patch( tables( vni() ), "null" );
+      } else if( chance( 2 ) ) {
+         fabric_.patch( tables( vni() ) + "/macVtepTable/" + macOf( address ), "null" );
+      } else {
+         fabric_.patch( tables( vni() ) + "/ipToMacTable/" + address, "null" );
+      }
+   }
+   void groupComes() {
+      auto const group = number();
+      fabric_.group( "group-" + std::to_string( group ), { ip(), ip() }, uuid( group, true ), uuid( group, false ),
+                     sourceName() );
+   }
+   void groupGoes() { fabric_.patch( groupPath( number(), sourceName() ), "null" ); }
+   void hostsJoin() { changeHost( "{}" ); }
+   void hostsLeave() { changeHost( "null" ); }
+   void changeHost( std::string const & value ) {
+      auto const path = groupPath( number(), sourceName() );
+      if( !fabric_.get( path ).empty() ) fabric_.patch( path + "/interceptFlow/" + ip() + "~132", value );
+   }
+   void portComes() { fabric_.port( uuid( number(), chance( 2 ) ), letter(), sourceName() ); }
+   void portGoes() {
+      auto const set = uuid( number(), chance( 2 ) );
+      auto const path = "/state/kiv/serviceIntfConfig/" + sourceName() + "/intfSet/" + set;
+      if( fabric_.get( path ).empty() ) return;
+      fabric_.patch( chance( 4 ) ? path : path + "/intf/" + Fabric::id( letter() ) + "~1" + set, "null" );
+   }
+   void vtepMoves() {
+      auto const at = letter();
+      fabric_.vtep( at, chance( 6 ) ? "0.0.0.0" : "192.0.2." + std::to_string( 2 + below( 6 ) ) );
+   }
+   void switchAnswers() { fabric_.switchesAnswer( chance( 2 ) ? "" : std::string( 1, letter() ) ); }
+   void flowFails() {
+      auto const at = letter();
+      auto const fragments = fabric_.flowsOf( at );
+      for( auto const & [ fragment, flows ] : fragments ) {
+         for( auto const & flow : flows ) {
+            if( !chance( 4 ) ) continue;
+            fabric_.patch( statusPath( at ) + "/policyFragment/" + fragment + "/flowStatus/" + flow,
+                           chance( 2 ) ? "{\"status\": 3}" : "null" );
+         }
+      }
+   }
+   void countIsReported() {
+      auto const at = letter();
+      auto const address = ip();
+      for( auto const & [ fragment, flows ] : fabric_.flowsOf( at ) ) {
+         fabric_.patch( statusPath( at ) + "/policyFragment/" + fragment + "/flowStatus/InsideVtepIngress-" + address,
+                        Lum::textOf( R"({"status": 2, "hostMoveCount": {"mac": ")", macOf( address ),
+                                     R"(", "moveCount": )", moves_, "}}" ) );
+      }
+   }
+   void switchGoes() { fabric_.patch( statusPath( letter() ), "null" ); }
+   void settingChanges() {
+      static char const * const ranges[] = { "\"20000-20099\"", "\"300-302\"", "\"\"", "\"x\"", "\"5-3,400\"" };
+      switch( below( 6 ) ) {
+      case 0:
+         fabric_.set( "enabled", chance( 3 ) ? "false" : "true" );
+         break;
+      case 1:
+         fabric_.set( "vniRange", ranges[ below( std::size( ranges ) ) ] );
+         break;
+      case 2:
+         fabric_.set( "retainInterceptFlows", chance( 2 ) ? "true" : "false" );
+         break;
+      case 3:
+         fabric_.set( "staleHostThreshold", std::to_string( below( 4 ) ) );
+         break;
+      case 4:
+         fabric_.set( "flowRemovalTriggerLimit", std::to_string( below( 4 ) ) );
+         break;
+      default:
+         fabric_.patch( "/state/controller/cluster/statusDir/clusterStatus/default/leader",
+                        chance( 4 ) ? "false" : "true" );
+      }
+   }
+   void timePasses() { fabric_.advance( static_cast< double >( below( 100 ) ) ); }
+   void sourceChanges() {
+      auto const path = "/state/kiv/servicePolicySourceState/" + sourceName();
+      fabric_.patch( path, chance( 3 ) ? "null" : "{\"convergenceComplete\": true}" );
+   }
+   void agentRestarts() {
+      if( restarts_ && chance( 4 ) ) fabric_.restart();
+   }
+   void fabricSettles() {
+      fabric_.patch( "/hub/topology/version3/global/status/convergenceStatus/convergenceInProgress",
+                     chance( 3 ) ? "true" : "false" );
+   }
+
+   Fabric fabric_;
+   std::mt19937 random_;
+   bool restarts_;
+   unsigned moves_ = 1;
+};
+
+} // namespace
+
+namespace {
+
+void live( bool restarts ) {
+   unsigned const seed = fromEnvironment( "KIV_SEED", 1 );
+   unsigned const events = fromEnvironment( "KIV_EVENTS", 1500 );
+   World world( seed, restarts );
+   for( unsigned i = 1; i <= events && !::testing::Test::HasFailure(); ++i ) {
+      SCOPED_TRACE( Lum::textOf( "KIV_SEED=", seed, " event ", i ) );
+      world.happen();
+      // A restart takes over what the switches remember, and they may remember what is no more.
+      if( !restarts && i % 25 == 0 ) world.check();
+   }
+   auto & fabric = world.fabric();
+   for( char const * root : { "/state", "/hub" } ) { // a document that was read changes nothing when it is written
+      auto const before = fabric.get( root );
+      fabric.patch( root, before );
+      EXPECT_EQ( fabric.get( root ), before );
+   }
+}
+
+} // namespace
+
+TEST( RandomEvents, WhatIsPublishedStaysExplicable ) { live( false ); }
+
+TEST( RandomEvents, NothingStopsAnAgentThatRestarts ) { live( true ); }
