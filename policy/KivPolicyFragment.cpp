@@ -30,6 +30,29 @@ V1::PolicyFlowInfo constructFlow( Lum::String name, Vxlan::VniOrNone matchVni, N
    return flow;
 }
 
+Lum::String insideIngressFlowName( Neroli::IpGenAddr ip ) {
+   return Lum::textOf( PolicyFlowName::insideVtepIngress, "-", ip );
+}
+
+std::optional< Neroli::IpGenAddr > hostOfFlow( Lum::String const & flowName ) {
+   auto const prefix = std::string( PolicyFlowName::insideVtepIngress ) + "-";
+   auto const name = flowName.view();
+   if( !name.starts_with( prefix ) ) return std::nullopt;
+   return Neroli::IpGenAddr::parse( name.substr( prefix.size() ) );
+}
+
+void removeHostFlow( V1::ServicePolicyFragment & fragment, Neroli::IpGenAddr ip ) {
+   fragment.flowDel( insideIngressFlowName( ip ) );
+   if( auto const cookie = fragment.grCookie() ) cookie->interceptInfoDel( ip );
+}
+
+void removeServiceIntf( V1::ServicePolicyFragment & fragment, Lum::Name const & side, Lum::String const & intf ) {
+   auto const set = fragment.serviceIntfSet( side );
+   if( !set ) return;
+   set->intfDel( intf );
+   if( set->intf().empty() ) fragment.serviceIntfSetDel( side );
+}
+
 Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( Lum::String switchId, Lum::String fragmentName,
                                                               Lum::Ptr< Lum::Dir > const & policyPublishBaseDir,
                                                               Lum::Ptr< PolicyHelperInfo > const & policyHelperInfo ) {

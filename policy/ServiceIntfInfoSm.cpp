@@ -116,10 +116,7 @@ void ServiceIntfInfoSm::removePort( Lum::String const & group, Lum::String const
    TRACE6( trace(), " Deleting SwitchIntf: ", intf, " from Policy: ", group );
    if( auto const brain = parent()->servicePolicyBrainSm( group ) ) brain->maybeDeleteServiceVtep( intf.switchId() );
    auto const fragment = getPolicyFragment( intf.switchId(), fragmentName, policyPublishBaseDir() );
-   auto const set = fragment ? fragment->serviceIntfSet( side ) : nullptr;
-   if( !set ) return;
-   set->intfDel( intf.intf() );
-   if( set->intf().empty() ) fragment->serviceIntfSetDel( side );
+   if( fragment ) removeServiceIntf( *fragment, side, intf.intf() );
 }
 
 } // namespace Kiv

@@ -12,6 +12,7 @@ void ServicePolicyConfigSm::handleInitialized() {
    initializedIs( true );
    handleServiceIntfInfo(); // interface machines first, so that they exist when the policies come up
    handleServicePolicy();
+   withdrawOutdatedFragments();
    taskRevokeServiceFlowIs( policyHelperInfo()->taskScheduler(), Moth::TaskPriority( 2 ), "revokeServiceFlowTask" );
 }
 
@@ -88,56 +89,6 @@ bool ServicePolicyConfigSm::isSwitchIdPartOfIntfSet( Lum::String const & uuid, L
       if( intf.switchId() == switchId ) return true;
    }
    return false;
-}
-
-// Runs once, before anything else: the switches' memory may be older than the configuration.
-void ServicePolicyConfigSm::populateGrStateFromConfig() {
-   for( auto const & [ name, running ] : policyRunningInfoCol()->policyRunningInfo() ) {
-      if( auto const policy = servicePolicyConfig()->servicePolicy( name ) ) {
-         TRACE6( trace(), " We have a service policy with id: ", name );
-         adoptRestoredPolicy( *running, *policy );
-         dropUnconfiguredHosts( *running, *policy );
-      } else {
-         dropRestoredPolicy( *running );
-      }
-   }
-}
-
-void ServicePolicyConfigSm::adoptRestoredPolicy( PolicyRunningInfo & running, ServicePolicy const & policy ) {
-   for( auto const & [ policyName, member ] : policy.policyName() ) running.policyNameIs( policyName, true );
-   auto const near = policy.nearIntfUuid();
-   auto const far = policy.farIntfUuid();
-   running.nearIntfUuidIs( near );
-   running.farIntfUuidIs( far );
-   for( auto const & uuid : { near, far } )
-      policyHelperInfo()->intfUuidToPolicyIs( uuid )->policyIs( running.name(), true );
-   // The first restored group to reach a UUID keeps it; a second one stays without either of its two.
-   if( !policyHelperInfo()->intfUuidToOwnerPolicy( near ).empty()
-       || !policyHelperInfo()->intfUuidToOwnerPolicy( far ).empty() ) {
-      return;
-   }
-   policyHelperInfo()->intfUuidToOwnerPolicyIs( near, running.name() );
-   policyHelperInfo()->intfUuidToOwnerPolicyIs( far, running.name() );
-}
-
-void ServicePolicyConfigSm::dropUnconfiguredHosts( PolicyRunningInfo & running, ServicePolicy const & policy ) {
-   for( auto const & [ ip, host ] : running.hostInfo() ) {
-      if( policy.interceptFlow( Neroli::IpGenAddrWithMask( ip ) ) != InterceptFlowInfo() ) continue;
-      TRACE6( trace(), " Remove IP to policy for ", ip, " as it becomes unconfigured" );
-      policyHelperInfo()->ipToPolicyDel( ip );
-      running.hostInfoDel( ip );
-   }
-}
-
-void ServicePolicyConfigSm::dropRestoredPolicy( PolicyRunningInfo & running ) {
-   TRACE6( trace(), " Deleting policy to service vni: ", running.name() );
-   policyHelperInfo()->policyInfoDel( running.name() );
-   for( auto const & [ ip, host ] : running.hostInfo() ) {
-      TRACE6( trace(), " Deleting IP Addr to policy for ", ip );
-      policyHelperInfo()->ipToPolicyDel( ip );
-   }
-   TRACE6( trace(), " Deleting policy running info" );
-   policyRunningInfoCol()->policyRunningInfoDel( running.name() );
 }
 
 void ServicePolicyConfigSm::handleRevokeServiceFlow() {

@@ -13,10 +13,6 @@ namespace {
 using State = PolicyRunningState;
 using V1::InterceptPoint;
 
-Lum::String insideIngressFlowName( Neroli::IpGenAddr ip ) {
-   return Lum::textOf( PolicyFlowName::insideVtepIngress, "-", ip );
-}
-
 bool isServiceFlow( Lum::String const & flowName ) {
    return flowName == PolicyFlowName::serviceVtepIngress || flowName == PolicyFlowName::serviceVtepEgress;
 }
@@ -133,7 +129,7 @@ void ServicePolicyPerVniSm::clearServiceVtep( Lum::String switchId ) {
    fragment->flowDel( PolicyFlowName::serviceVtepIngress );
    fragment->serviceIntfSetDel( "near" );
    fragment->serviceIntfSetDel( "far" );
-   fragment->grCookie()->isServiceVtepIs( false );
+   fragment->grCookieIs( "GrCookie" )->isServiceVtepIs( false );
 }
 
 void ServicePolicyPerVniSm::manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAddr ip, SwitchPair pair ) {
@@ -176,10 +172,7 @@ void ServicePolicyPerVniSm::manageFlowRemovalForHost( Neroli::IpGenAddr ip, Swit
 
 void ServicePolicyPerVniSm::removeIngressFlowFromVtep( Lum::String switchId, Neroli::IpGenAddr ip ) {
    TRACE8( trace(), " swId: ", switchId, " ip: ", ip );
-   auto const fragment = publishedFragment( switchId );
-   if( !fragment ) return;
-   fragment->flowDel( insideIngressFlowName( ip ) );
-   fragment->grCookie()->interceptInfoDel( ip );
+   if( auto const fragment = publishedFragment( switchId ) ) removeHostFlow( *fragment, ip );
 }
 
 void ServicePolicyPerVniSm::removeInterceptFlowsFromVtep( Lum::String switchId ) {

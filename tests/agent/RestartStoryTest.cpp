@@ -113,6 +113,10 @@ TEST( Restart, TheConfigurationMayHaveChangedMeanwhile ) {
       std::string value;
       Published end;
    } const cases[] = {
+      { "the host left the group",
+        "/state/kiv/servicePolicyConfig/site/servicePolicy/web/interceptFlow/10.0.0.1~132",
+        "null",
+        { { 'A', { { "web-5010", serviceFlows() } } }, { 'B', { { "web-5010", serviceFlows() } } } } },
       { "the group is gone", "/state/kiv/servicePolicyConfig/site/servicePolicy/web", "null", {} },
       { "the feature is off", "/state/kiv/config/enabled", "false", {} },
       { "another range of service VNIs",

@@ -1,0 +1,112 @@
+// The end of an outage: what the switches remember and what was published may both be older than the configuration.
+#include "agent/KivUtils.h"
+#include "platform/harbor/SystemId.h"
+#include "platform/ribbon/TwinRibbon.h"
+#include "policy/KivPolicyFragment.h"
+#include "policy/KivServicePolicySm.h"
+
+TRACE_MODULE( "KivServicePolicy" );
+
+namespace Kiv {
+
+// Runs once, before anything else: the switches' memory may be older than the configuration.
+void ServicePolicyConfigSm::populateGrStateFromConfig() {
+   for( auto const & [ name, running ] : policyRunningInfoCol()->policyRunningInfo() ) {
+      if( auto const policy = servicePolicyConfig()->servicePolicy( name ) ) {
+         TRACE6( trace(), " We have a service policy with id: ", name );
+         adoptRestoredPolicy( *running, *policy );
+         dropUnconfiguredHosts( *running, *policy );
+      } else {
+         dropRestoredPolicy( *running );
+      }
+   }
+}
+
+void ServicePolicyConfigSm::adoptRestoredPolicy( PolicyRunningInfo & running, ServicePolicy const & policy ) {
+   for( auto const & [ policyName, member ] : policy.policyName() ) running.policyNameIs( policyName, true );
+   auto const near = policy.nearIntfUuid();
+   auto const far = policy.farIntfUuid();
+   running.nearIntfUuidIs( near );
+   running.farIntfUuidIs( far );
+   for( auto const & uuid : { near, far } )
+      policyHelperInfo()->intfUuidToPolicyIs( uuid )->policyIs( running.name(), true );
+   // The first restored group to reach a UUID keeps it; a second one stays without either of its two.
+   if( !policyHelperInfo()->intfUuidToOwnerPolicy( near ).empty()
+       || !policyHelperInfo()->intfUuidToOwnerPolicy( far ).empty() ) {
+      return;
+   }
+   policyHelperInfo()->intfUuidToOwnerPolicyIs( near, running.name() );
+   policyHelperInfo()->intfUuidToOwnerPolicyIs( far, running.name() );
+}
+
+void ServicePolicyConfigSm::dropUnconfiguredHosts( PolicyRunningInfo & running, ServicePolicy const & policy ) {
+   for( auto const & [ ip, host ] : running.hostInfo() ) {
+      if( policy.interceptFlow( Neroli::IpGenAddrWithMask( ip ) ) != InterceptFlowInfo() ) continue;
+      TRACE6( trace(), " Remove IP to policy for ", ip, " as it becomes unconfigured" );
+      policyHelperInfo()->ipToPolicyDel( ip );
+      running.hostInfoDel( ip );
+   }
+}
+
+void ServicePolicyConfigSm::dropRestoredPolicy( PolicyRunningInfo & running ) {
+   TRACE6( trace(), " Deleting policy to service vni: ", running.name() );
+   policyHelperInfo()->policyInfoDel( running.name() );
+   for( auto const & [ ip, host ] : running.hostInfo() ) {
+      TRACE6( trace(), " Deleting IP Addr to policy for ", ip );
+      policyHelperInfo()->ipToPolicyDel( ip );
+   }
+   TRACE6( trace(), " Deleting policy running info" );
+   policyRunningInfoCol()->policyRunningInfoDel( running.name() );
+}
+
+// Runs once, after the policies have come up: whatever they want is published by now, and what they do not know of is
+// nobody's any more. Without this a group, a host or a port that went during the outage would stay on the switches.
+void ServicePolicyConfigSm::withdrawOutdatedFragments() {
+   for( auto const & [ switchId, entity ] : policyPublishBaseDir()->entityPtr() ) {
+      auto const published = Lum::narrow< V1::KivPolicyFragment >( entity );
+      if( !published ) continue;
+      for( auto const & [ fragmentName, fragment ] : published->policyFragment() ) {
+         auto const brain = servicePolicyBrainSm( getPolicyName( fragmentName ) );
+         if( brain && !brain->lacksInterfaces() ) withdrawOutdatedPorts( *fragment, switchId, *brain );
+         if( !brain || brain->lacksInterfaces() || !withdrawOutdatedHosts( *fragment, *brain ) ) {
+            TRACE6( trace(), " Withdrawing ", fragmentName, " from ", switchId );
+            revokePublishedPolicy( switchId, fragmentName, policyPublishBaseDir(), policyHelperInfo() );
+         }
+      }
+   }
+}
+
+void ServicePolicyConfigSm::withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+                                                   ServicePolicyBrainSm const & brain ) {
+   auto const running = brain.policyRunningInfo();
+   for( auto const & [ side, ports ] : fragment.serviceIntfSet() ) {
+      auto const set =
+         serviceIntfConfig()->intfSet( side == "near" ? running->nearIntfUuid() : running->farIntfUuid() );
+      for( auto const & [ intf, member ] : ports->intf() ) {
+         SwitchIntfPair const port( Harbor::systemIdFromString( switchId ).switchId(), intf );
+         if( !set || set->intf( port ) == ServiceInterface( port ) ) removeServiceIntf( fragment, side, intf );
+      }
+   }
+}
+
+// Returns whether the switch still needs the fragment: not when the last host behind it went.
+bool ServicePolicyConfigSm::withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment,
+                                                   ServicePolicyBrainSm const & brain ) {
+   bool withdrawn = false;
+   bool diverts = false;
+   for( auto const & [ flowName, flow ] : fragment.flow() ) {
+      auto const host = hostOfFlow( flowName );
+      if( !host ) continue;
+      if( brain.policyRunningInfo()->hostInfo( *host ) ) {
+         diverts = true;
+      } else {
+         removeHostFlow( fragment, *host );
+         withdrawn = true;
+      }
+   }
+   if( !withdrawn || diverts ) return true;
+   fragment.flowDel( PolicyFlowName::insideVtepEgress ); // the service flows go with the quiet rounds
+   return fragment.grCookie() && fragment.grCookie()->isServiceVtep();
+}
+
+} // namespace Kiv
