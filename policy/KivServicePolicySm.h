@@ -182,8 +182,6 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
 
    /// Computes the readiness, stores it and returns it.
    bool setOrchestrationReadinessForPolicy();
-   /// Not ready although it has a service VNI: its interface sets have no ports, or another group has them.
-   bool lacksInterfaces() const;
    /// One of the pair's switches is a service VTEP of the group.
    bool matchesServiceVtep( SwitchPair const & pair ) const;
    /// A port has left a set: the switch stays a service VTEP as long as another port of either set is on it. Returns
@@ -300,9 +298,10 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
    void dropUnconfiguredHosts( PolicyRunningInfo & running, ServicePolicy const & policy );
    void dropRestoredPolicy( PolicyRunningInfo & running );
    void withdrawOutdatedFragments();
+   bool hasMachine( Lum::String const & fragmentName ) const;
    void withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
-                               ServicePolicyBrainSm const & brain );
-   bool withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, ServicePolicyBrainSm const & brain );
+                               PolicyRunningInfo const & running );
+   bool withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, PolicyRunningInfo const & running );
    void revokeIfQuiet( ServicePolicyPerVniSm & machine, Lum::String const & policyName );
 };
 

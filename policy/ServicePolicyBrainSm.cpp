@@ -190,10 +190,6 @@ bool ServicePolicyBrainSm::isReady() const {
           && !policyRunningInfo()->originalToServiceVni().empty();
 }
 
-bool ServicePolicyBrainSm::lacksInterfaces() const {
-   return !policyInfoReady() && !policyRunningInfo()->originalToServiceVni().empty();
-}
-
 bool ServicePolicyBrainSm::hasPorts( Lum::String const & uuid ) const {
    if( uuid.empty() ) return false;
    auto const set = serviceIntfConfig()->intfSet( uuid );

@@ -59,29 +59,37 @@ void ServicePolicyConfigSm::dropRestoredPolicy( PolicyRunningInfo & running ) {
    policyRunningInfoCol()->policyRunningInfoDel( running.name() );
 }
 
-// Runs once, after the policies have come up: whatever they want is published by now, and what they do not know of is
+// Runs once, after the policies have come up: what they want is published by now, and what no machine knows of is
 // nobody's any more. Without this a group, a host or a port that went during the outage would stay on the switches.
 void ServicePolicyConfigSm::withdrawOutdatedFragments() {
    for( auto const & [ switchId, entity ] : policyPublishBaseDir()->entityPtr() ) {
       auto const published = Lum::narrow< V1::KivPolicyFragment >( entity );
       if( !published ) continue;
       for( auto const & [ fragmentName, fragment ] : published->policyFragment() ) {
-         auto const brain = servicePolicyBrainSm( getPolicyName( fragmentName ) );
-         if( brain && !brain->lacksInterfaces() ) withdrawOutdatedPorts( *fragment, switchId, *brain );
-         if( !brain || brain->lacksInterfaces() || !withdrawOutdatedHosts( *fragment, *brain ) ) {
-            TRACE6( trace(), " Withdrawing ", fragmentName, " from ", switchId );
-            revokePublishedPolicy( switchId, fragmentName, policyPublishBaseDir(), policyHelperInfo() );
+         if( hasMachine( fragmentName ) ) {
+            auto const running = servicePolicyBrainSm( getPolicyName( fragmentName ) )->policyRunningInfo();
+            withdrawOutdatedPorts( *fragment, switchId, *running );
+            if( withdrawOutdatedHosts( *fragment, *running ) ) continue;
          }
+         TRACE6( trace(), " Withdrawing ", fragmentName, " from ", switchId );
+         revokePublishedPolicy( switchId, fragmentName, policyPublishBaseDir(), policyHelperInfo() );
       }
    }
 }
 
+bool ServicePolicyConfigSm::hasMachine( Lum::String const & fragmentName ) const {
+   auto const brain = servicePolicyBrainSm( getPolicyName( fragmentName ) );
+   if( !brain || !brain->policyInfoReady() ) return false;
+   for( auto const & [ vni, machine ] : brain->policyPerVniSm() ) {
+      if( machine->fragmentName() == fragmentName ) return true;
+   }
+   return false;
+}
+
 void ServicePolicyConfigSm::withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
-                                                   ServicePolicyBrainSm const & brain ) {
-   auto const running = brain.policyRunningInfo();
+                                                   PolicyRunningInfo const & running ) {
    for( auto const & [ side, ports ] : fragment.serviceIntfSet() ) {
-      auto const set =
-         serviceIntfConfig()->intfSet( side == "near" ? running->nearIntfUuid() : running->farIntfUuid() );
+      auto const set = serviceIntfConfig()->intfSet( side == "near" ? running.nearIntfUuid() : running.farIntfUuid() );
       for( auto const & [ intf, member ] : ports->intf() ) {
          SwitchIntfPair const port( Harbor::systemIdFromString( switchId ).switchId(), intf );
          if( !set || set->intf( port ) == ServiceInterface( port ) ) removeServiceIntf( fragment, side, intf );
@@ -91,13 +99,13 @@ void ServicePolicyConfigSm::withdrawOutdatedPorts( V1::ServicePolicyFragment & f
 
 // Returns whether the switch still needs the fragment: not when the last host behind it went.
 bool ServicePolicyConfigSm::withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment,
-                                                   ServicePolicyBrainSm const & brain ) {
+                                                   PolicyRunningInfo const & running ) {
    bool withdrawn = false;
    bool diverts = false;
    for( auto const & [ flowName, flow ] : fragment.flow() ) {
       auto const host = hostOfFlow( flowName );
       if( !host ) continue;
-      if( brain.policyRunningInfo()->hostInfo( *host ) ) {
+      if( running.hostInfo( *host ) ) {
          diverts = true;
       } else {
          removeHostFlow( fragment, *host );

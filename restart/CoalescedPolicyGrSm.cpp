@@ -71,7 +71,9 @@ void CoalescedPolicyGrSm::LumPolicy::handleFragment( Lum::String fragmentName ) 
    TRACE8( trace(), " switch: ", name(), " fragment: ", fragmentName );
    auto const status = policy()->policyFragment( fragmentName );
    if( !status ) return;
-   parent()->vtepAllPolicyFragmentStatus()->fragmentStatusIs( fragmentName )->originalVniIs( status->originalVni() );
+   auto const elected = parent()->vtepAllPolicyFragmentStatus()->fragmentStatusIs( fragmentName );
+   // A switch that has not learnt the VNI yet takes nothing from what another one reported: the grant would be lost.
+   if( !status->originalVni().isNone() ) elected->originalVniIs( status->originalVni() );
    parent()->vniElectionIs( fragmentName )->addVote( status->serviceVni() );
 }
 

@@ -41,15 +41,15 @@ class World {
    }
 
    void check() {
-      std::set< std::string > owned;
+      std::set< unsigned > owned;
       rapidjson::Document groups;
       groups.Parse( fabric_.get( "/state/kiv/servicePolicyStatus/policyRunningInfo" ).c_str() );
       if( groups.IsObject() ) {
          for( auto const & group : groups.GetObject() ) {
             if( !group.value.HasMember( "originalToServiceVni" ) ) continue;
             for( auto const & grant : group.value[ "originalToServiceVni" ].GetObject() ) {
-               EXPECT_TRUE( owned.insert( std::to_string( grant.value.GetUint() ) ).second )
-                  << "one service VNI, two users";
+               // Switches that disagree after a restart may bring one VNI to two groups.
+               EXPECT_TRUE( owned.insert( grant.value.GetUint() ).second || restarts_ ) << "one service VNI, two users";
             }
          }
       }
@@ -197,8 +197,7 @@ void live( bool restarts ) {
    for( unsigned i = 1; i <= events && !::testing::Test::HasFailure(); ++i ) {
       SCOPED_TRACE( Lum::textOf( "KIV_SEED=", seed, " event ", i ) );
       world.happen();
-      // A restart takes over what the switches remember, and they may remember what is no more.
-      if( !restarts && i % 25 == 0 ) world.check();
+      if( i % 25 == 0 ) world.check();
    }
    auto & fabric = world.fabric();
    for( char const * root : { "/state", "/hub" } ) { // a document that was read changes nothing when it is written
