@@ -80,8 +80,10 @@ TEST( Restart, InEachPhaseComesToTheSameEnd ) {
       Fabric fabric;
       build( fabric );
       happened( fabric );
+      fabric.journal();
       fabric.restart();
       fabric.switchesAnswer();
+      for( auto const & write : fabric.journal() ) EXPECT_EQ( write.find( " -" ), std::string::npos ) << write;
       EXPECT_EQ( fabric.published(), ( Published{ { 'A', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
                                                   { 'B', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
                                                   { 'C', { { "web-5010", insideFlows( { "10.0.0.1" } ) } } } } ) );
@@ -118,6 +120,18 @@ TEST( Restart, TheConfigurationMayHaveChangedMeanwhile ) {
         "null",
         { { 'A', { { "web-5010", serviceFlows() } } }, { 'B', { { "web-5010", serviceFlows() } } } } },
       { "the group is gone", "/state/kiv/servicePolicyConfig/site/servicePolicy/web", "null", {} },
+      { "the host has moved",
+        "/hub/loomis/version2/vni/5010/macVtepTable/" + web,
+        R"({"vtepIp": "192.0.2.3", "moveCount": 2})",
+        { { 'A', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
+          { 'B', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
+          { 'D', { { "web-5010", insideFlows( { "10.0.0.1" } ) } } } } },
+      { "a service VTEP lost its ports",
+        "/state/kiv/serviceIntfConfig/site/intfSet",
+        R"({"near": {"intf": {"02:00:00:00:00:0b/near": null}}, "far": {"intf": {"02:00:00:00:00:0b/far": null}}})",
+        { { 'A', { { "web-5010", bothFlows( { "10.0.0.1" } ) } } },
+          { 'C', { { "web-5010", insideFlows( { "10.0.0.1" } ) } } } } },
+      { "the device has no near port left", "/state/kiv/serviceIntfConfig/site/intfSet/near", "null", {} },
       { "the feature is off", "/state/kiv/config/enabled", "false", {} },
       { "another range of service VNIs",
         "/state/kiv/config/vniRange",
