@@ -73,7 +73,7 @@ Lum::String ServiceConfigDirMonitorSm::bestOtherSource( Lum::String const & src,
 }
 
 Lum::String ServiceConfigDirMonitorSm::pickBestSourcePolicy( Lum::String src, Lum::Name policy, bool activateNext ) {
-   auto const best = bestOtherSource( src, [ & ]( ServiceConfigCopySm const & copySm ) {
+   auto best = bestOtherSource( src, [ & ]( ServiceConfigCopySm const & copySm ) {
       auto const member = copySm.servicePolicyIn( policy );
       return member && member->servicePolicyIn();
    } );
@@ -93,7 +93,7 @@ Lum::String ServiceConfigDirMonitorSm::pickBestSourcePolicy( Lum::String src, Lu
 }
 
 Lum::String ServiceConfigDirMonitorSm::pickBestSourceIntf( Lum::String src, Lum::String uuid, bool activateNext ) {
-   auto const best = bestOtherSource( src, [ & ]( ServiceConfigCopySm const & copySm ) {
+   auto best = bestOtherSource( src, [ & ]( ServiceConfigCopySm const & copySm ) {
       auto const member = copySm.serviceIntfInfoIn( uuid );
       return member && member->serviceIntfInfoIn();
    } );

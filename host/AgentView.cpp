@@ -4,8 +4,6 @@
 #include "host/Tree.h"
 #include "platform/harbor/HubstoreService.h"
 
-#include <set>
-
 namespace Host {
 
 namespace {
@@ -36,6 +34,20 @@ bool Tree::get( Tokens const & tokens, Writer & writer ) const {
    }
    writer.EndObject();
    return true;
+}
+
+// The tops of the databases, and each entity of the agent that shows.
+Tokens Tree::rootPlaceOf( Lum::Entity const & entity ) const {
+   if( &entity == state_->root().get() ) return { "state" };
+   if( &entity == hub_->root().get() ) return { "hub" };
+   if( !agent_ || ( entity.lumParent() && entity.lumParent() != agent_ ) ) return {};
+   for( auto const & [ name, record ] : memoryOf( *agent_ ) ) {
+      if( record.first.get() == &entity ) return { "agent", name };
+   }
+   for( auto const & [ name, service ] : agent_->Oxbow::ServiceAgent::hubstoreService() ) {
+      if( service.get() == &entity ) return { "service", name.str() };
+   }
+   return {};
 }
 
 bool Tree::getAgent( Tokens const & tokens, Writer & writer ) const {
@@ -74,20 +86,27 @@ bool Tree::getService( Tokens const & tokens, Writer & writer ) const {
    return true;
 }
 
-std::vector< std::string > Tree::switches() const {
-   std::set< std::string > ids;
-   if( agent_ && agent_->hubstoreService() ) {
-      for( auto const & [ name, group ] : agent_->hubstoreService()->serviceMountGroup() ) {
-         for( auto const & [ systemId, allowed ] : group->allowedSwitch() ) {
-            if( !agent_->hubstoreService()->publishedTo( systemId ).empty() )
-               ids.insert( systemId.stringValue().str() );
-         }
-      }
+// Each switch has one publish mount: what is published, and the keys on its way to it.
+std::pair< Lum::Ptr< Kiv::V1::KivPolicyFragment const >, Tokens > Tree::seenBy( std::string const & systemId ) const {
+   if( !agent_ || !agent_->hubstoreService() ) return {};
+   for( auto const & mount : agent_->hubstoreService()->publishedTo( Harbor::systemIdFromString( systemId ) ) ) {
+      auto const source = hub_->getEntity< Kiv::V1::KivPolicyFragment >( mount.source );
+      if( source ) return { source, tokensOf( "/" + mount.target.str() ) };
    }
-   return { ids.begin(), ids.end() };
+   return {};
 }
 
-// Each switch has one publish mount, under one fixed name.
+std::set< std::string > Tree::switches() const {
+   std::set< std::string > ids;
+   if( !agent_ || !agent_->hubstoreService() ) return ids;
+   for( auto const & [ name, group ] : agent_->hubstoreService()->serviceMountGroup() ) {
+      for( auto const & [ systemId, allowed ] : group->allowedSwitch() ) {
+         if( seenBy( systemId.stringValue().str() ).first ) ids.insert( systemId.stringValue().str() );
+      }
+   }
+   return ids;
+}
+
 bool Tree::getSwitch( Tokens const & tokens, Writer & writer ) const {
    if( tokens.size() == 1 ) {
       writer.StartObject();
@@ -98,26 +117,34 @@ bool Tree::getSwitch( Tokens const & tokens, Writer & writer ) const {
       writer.EndObject();
       return true;
    }
-   if( !agent_ || !agent_->hubstoreService() ) return false;
-   for( auto const & mount :
-        agent_->hubstoreService()->publishedTo( Harbor::systemIdFromString( Lum::String( tokens[ 1 ] ) ) ) ) {
-      auto const source = Lum::narrow< Kiv::V1::KivPolicyFragment >( hub_->getEntity( mount.source ) );
-      auto const target = tokensOf( "/" + mount.target.str() );
-      if( !source ) continue;
-      std::size_t depth = 0; // of the target's path that the pointer names
-      while( depth < target.size() && depth + 2 < tokens.size() && tokens[ depth + 2 ] == target[ depth ] ) ++depth;
-      auto const & form = recordForm< Kiv::V1::KivPolicyFragment >();
-      if( depth == target.size() ) return form.get( *source, tokens, depth + 2, writer );
-      if( depth + 2 < tokens.size() ) return false;
-      for( std::size_t i = depth; i < target.size(); ++i ) {
-         writer.StartObject();
-         writeKey( writer, target[ i ] );
-      }
-      form.read( writer, *source );
-      for( std::size_t i = depth; i < target.size(); ++i ) writer.EndObject();
-      return true;
+   auto const [ source, way ] = seenBy( tokens[ 1 ] );
+   Tokens const rest( tokens.begin() + 2, tokens.end() );
+   auto const & form = recordForm< Kiv::V1::KivPolicyFragment >();
+   if( source && startsWith( rest, way ) ) return form.get( *source, rest, way.size(), writer );
+   if( !source || !startsWith( way, rest ) ) return false;
+   for( std::size_t i = rest.size(); i < way.size(); ++i ) {
+      writer.StartObject();
+      writeKey( writer, way[ i ] );
    }
-   return false;
+   form.read( writer, *source );
+   for( std::size_t i = rest.size(); i < way.size(); ++i ) writer.EndObject();
+   return true;
+}
+
+// A switch sees something when its directory is written, and when the directory is published or withdrawn. The group
+// that does so bears the name of the switch.
+Tokens Tree::switchPlaceOf( Tokens const & place ) const {
+   static Tokens const directories{ "hub", "kiv", "version1", "policy", "switch" };
+   static Tokens const groups{ "service", "Kiv", "serviceMountGroup" };
+   if( startsWith( place, groups ) && place.size() == 6 && place[ 4 ] == "publishMount" )
+      return { "switch", place[ 3 ] };
+   if( !startsWith( place, directories ) || place.size() == directories.size() ) return {};
+   auto const id = place.begin() + static_cast< std::ptrdiff_t >( directories.size() );
+   Tokens seen{ "switch", *id };
+   auto const [ source, way ] = seenBy( *id );
+   if( source ) seen.insert( seen.end(), way.begin(), way.end() );
+   if( source ) seen.insert( seen.end(), id + 1, place.end() );
+   return seen;
 }
 
 } // namespace Host

@@ -36,7 +36,7 @@ Command checkedCommand( Json const & request ) {
    rapidjson::StringBuffer buffer;
    Writer writer( buffer );
    parameters.Accept( writer );
-   return { request[ "name" ].GetString(), buffer.GetString() };
+   return { std::string( textOf( request[ "name" ] ) ), buffer.GetString() };
 }
 
 std::string outputOf( Oxlet::AgentCommandCallback & callback, std::string const & parameters ) {

@@ -1,8 +1,39 @@
 #include "host/Json.h"
 
+#include <algorithm>
+#include <rapidjson/error/en.h>
+
 namespace Host {
 
 namespace {
+
+constexpr int deepest = 100;
+
+Refusal unreadable( std::string const & reason, std::size_t offset ) {
+   return { "", reason + " (at character " + std::to_string( offset + 1 ) + ")" };
+}
+
+/// Looks for what the parser would run into: a zero, which it takes for the end, and deep nesting.
+void checkText( std::string_view text ) {
+   int depth = 0;
+   bool quoted = false;
+   for( std::size_t i = 0; i < text.size(); ++i ) {
+      char const each = text[ i ];
+      if( each == '\0' ) throw unreadable( "A zero character is no JSON.", i );
+      if( each == '"' ) quoted = !quoted;
+      if( quoted ) {
+         if( each == '\\' ) ++i;
+      } else if( each == '{' || each == '[' ) {
+         if( ++depth > deepest ) throw unreadable( "Nested too deeply.", i );
+      } else if( each == '}' || each == ']' ) {
+         --depth;
+      }
+   }
+}
+
+Refusal noPointer( std::string_view text, char const * reason ) {
+   return { "", "no JSON Pointer: \"" + std::string( text ) + "\": " + reason };
+}
 
 std::string unescaped( std::string_view token, std::string_view pointer ) {
    std::string key;
@@ -12,7 +43,7 @@ std::string unescaped( std::string_view token, std::string_view pointer ) {
       } else if( ++i < token.size() && ( token[ i ] == '0' || token[ i ] == '1' ) ) {
          key += token[ i ] == '0' ? '~' : '/';
       } else {
-         throw Refusal{ std::string( pointer ), "no JSON Pointer: \"~\" must be followed by 0 or 1" };
+         throw noPointer( pointer, "\"~\" must be followed by 0 or 1" );
       }
    }
    return key;
@@ -20,16 +51,31 @@ std::string unescaped( std::string_view token, std::string_view pointer ) {
 
 } // namespace
 
+rapidjson::Document parsed( std::string_view text ) {
+   checkText( text );
+   rapidjson::Document document;
+   document.Parse< rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag >( text.data(),
+                                                                                                 text.size() );
+   if( document.HasParseError() ) {
+      throw unreadable( rapidjson::GetParseError_En( document.GetParseError() ), document.GetErrorOffset() );
+   }
+   return document;
+}
+
 Tokens tokensOf( std::string_view pointer ) {
    Tokens tokens;
    if( pointer.empty() ) return tokens;
-   if( pointer[ 0 ] != '/' ) throw Refusal{ std::string( pointer ), "no JSON Pointer: it must begin with \"/\"" };
+   if( pointer[ 0 ] != '/' ) throw noPointer( pointer, "it must begin with \"/\"" );
    for( std::size_t at = 1;; ) {
       auto const end = std::min( pointer.find( '/', at ), pointer.size() );
       tokens.push_back( unescaped( pointer.substr( at, end - at ), pointer ) );
       if( end == pointer.size() ) return tokens;
       at = end + 1;
    }
+}
+
+bool startsWith( Tokens const & tokens, Tokens const & head ) {
+   return head.size() <= tokens.size() && std::equal( head.begin(), head.end(), tokens.begin() );
 }
 
 std::string below( std::string const & pointer, std::string_view key ) {

@@ -23,9 +23,15 @@ struct Refusal {
 /// The keys of a JSON Pointer, unescaped.
 using Tokens = std::vector< std::string >;
 
+/// Reads a document. Raises Refusal when `text` is no JSON of well-formed UTF-8, or is nested deeper than anything that
+/// is ever asked, since what walks a document does so on the stack.
+rapidjson::Document parsed( std::string_view text );
+
 /// Cuts a pointer. Raises Refusal when it is neither empty nor begins with "/",
 /// or has a "~" that escapes nothing.
 Tokens tokensOf( std::string_view pointer );
+/// Whether `tokens` is the place `head` or lies below it.
+bool startsWith( Tokens const & tokens, Tokens const & head );
 /// `pointer` with one more key.
 std::string below( std::string const & pointer, std::string_view key );
 

@@ -3,6 +3,7 @@
 #include "host/Stdio.h"
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -40,13 +41,14 @@ int serve( Options const & options ) {
    using Clock = Host::Session::Clock;
    Host::ProtocolOutput output;
    boost::asio::io_context loop;
+   boost::asio::signal_set signals( loop, SIGINT, SIGTERM ); // from now on; answered when requests are served
    Host::Session session( options.clock == "virtual" ? Clock::virtualClock : Clock::real, loop,
                           [ & ]( std::string const & line ) { output.line( line ); } );
    for( auto const & file : options.files ) {
       if( !load( session, file ) ) return 2;
    }
    if( !options.noStart ) session.start();
-   Host::serveStdio( session, loop, output );
+   Host::serveStdio( session, loop, signals, output );
    return 0;
 }
 

@@ -156,15 +156,13 @@ class AttributeForm {
    }
 
    static bool getMember( T const & owner, Tokens const & tokens, std::size_t next, Writer & writer ) {
-      for( auto const & [ key, member ] : A::all( owner ) ) {
-         if( keyText( key ) != tokens[ next ] ) continue;
-         if constexpr( A::form == Lum::Form::children ) {
-            return recordForm< typename A::Value >().get( *member, tokens, next + 1, writer );
-         } else {
-            return getWithin( member, tokens, next + 1, writer );
-         }
+      auto const key = parsedKey< typename A::Key >( tokens[ next ] );
+      if( !key || !A::has( owner, *key ) ) return false;
+      if constexpr( A::form == Lum::Form::children ) {
+         return recordForm< typename A::Value >().get( *A::get( owner, *key ), tokens, next + 1, writer );
+      } else {
+         return getWithin( A::get( owner, *key ), tokens, next + 1, writer );
       }
-      return false;
    }
 };
 

@@ -4,26 +4,12 @@
 #include "host/Command.h"
 #include "platform/lum/Clock.h"
 
-#include <algorithm>
-#include <rapidjson/error/en.h>
-
 namespace Host {
 
 namespace {
 
 Moth::TaskScheduler const * programClock = nullptr;
 double programTime() { return programClock->now(); }
-
-rapidjson::Document parsed( std::string_view text ) {
-   rapidjson::Document document;
-   document.Parse< rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag
-                   | rapidjson::kParseFullPrecisionFlag >( text.data(), text.size() );
-   if( document.HasParseError() ) {
-      throw Refusal{ "", std::string( rapidjson::GetParseError_En( document.GetParseError() ) ) + " (at character "
-                            + std::to_string( document.GetErrorOffset() + 1 ) + ")" };
-   }
-   return document;
-}
 
 void needTrue( Json const & argument ) {
    if( !argument.IsTrue() ) throw Refusal{ "", "true is expected" };
@@ -32,10 +18,6 @@ void needTrue( Json const & argument ) {
 std::string_view needText( Json const & argument ) {
    if( !argument.IsString() ) throw Refusal{ "", "a JSON Pointer is expected" };
    return textOf( argument );
-}
-
-bool startsWith( Tokens const & tokens, Tokens const & head ) {
-   return head.size() <= tokens.size() && std::equal( head.begin(), head.end(), tokens.begin() );
 }
 
 std::string errorLine( Refusal const & refusal ) {
@@ -60,7 +42,7 @@ Session::Session( Clock clock, boost::asio::io_context & loop, std::function< vo
      virtualClock_( clock == Clock::virtualClock ? new Moth::VirtualTaskScheduler : nullptr ),
      scheduler_( virtualClock_ ? Lum::Ptr< Moth::TaskScheduler >( virtualClock_ )
                                : Lum::Ptr< Moth::TaskScheduler >( new Moth::SteadyTaskScheduler( loop ) ) ),
-     tree_( *scheduler_ ) {
+     tree_( *scheduler_ ), watches_( tree_ ) {
    programClock = scheduler_.get();
    Lum::clockIs( programTime );
    Lum::Entity::writeObserverIs( this );
@@ -77,7 +59,7 @@ Session::Session( Clock clock, boost::asio::io_context & loop, std::function< vo
 }
 
 Session::~Session() {
-   watched_.clear();
+   watches_.clear();
    endAgent();
    Lum::notificationExceptionSinkIs( nullptr, nullptr );
    Lum::logSinkIs( nullptr, nullptr );
@@ -240,12 +222,16 @@ void Session::serveLog( Json const & argument, Writer & writer ) {
 
 void Session::serveRestart( Json const & argument, Writer & ) {
    needTrue( argument );
-   if( !agent_ ) throw Refusal{ "", "the agent is not started" };
    endAgent();
    start();
 }
 
-void Session::serveWatch( Json const & argument, Writer & ) { watched_.push_back( tokensOf( needText( argument ) ) ); }
+// All that is written, once: what a switch sees is written to the hubstore.
+void Session::serveWatch( Json const & argument, Writer & ) {
+   auto const pointer = tokensOf( needText( argument ) );
+   if( !pointer.empty() ) return watches_.add( pointer );
+   for( char const * root : { "state", "hub", "agent", "service" } ) watches_.add( { root } );
+}
 
 void Session::serveQuit( Json const & argument, Writer & ) {
    needTrue( argument );
@@ -253,30 +239,12 @@ void Session::serveQuit( Json const & argument, Writer & ) {
 }
 
 void Session::handleWrite( Lum::Entity const & entity, Lum::AttributeId attribute, void const * key ) {
-   if( watched_.empty() ) return;
-   auto const place = tree_.placeOf( entity, attribute, key );
-   if( place.empty() ) return;
-   bool const wanted = std::any_of( watched_.begin(), watched_.end(),
-                                    [ & ]( Tokens const & each ) { return startsWith( place, each ); } );
-   if( !wanted ) return;
-   rapidjson::StringBuffer buffer;
-   Writer writer( buffer );
-   writer.StartObject();
-   writer.Key( "changed" );
-   for( auto const & token : place ) {
-      writer.StartObject();
-      writeKey( writer, token );
+   if( watches_.empty() ) return;
+   auto const written = tree_.placeOf( entity, attribute, key );
+   for( auto const & place : { written, tree_.switchPlaceOf( written ) } ) {
+      auto const line = place.empty() ? "" : watches_.lineOf( place );
+      if( !line.empty() ) emit_( line );
    }
-   rapidjson::StringBuffer value;
-   Writer valueWriter( value );
-   if( tree_.get( place, valueWriter ) ) {
-      writer.RawValue( value.GetString(), value.GetSize(), rapidjson::kObjectType );
-   } else {
-      writer.Null();
-   }
-   for( std::size_t i = 0; i < place.size(); ++i ) writer.EndObject();
-   writer.EndObject();
-   emit_( buffer.GetString() );
 }
 
 } // namespace Host

@@ -2,7 +2,7 @@
 // that they are about.
 #pragma once
 
-#include "host/Tree.h"
+#include "host/Watches.h"
 #include "platform/lum/Log.h"
 #include "platform/moth/SteadyTaskScheduler.h"
 #include "platform/moth/VirtualTaskScheduler.h"
@@ -61,8 +61,8 @@ class Session final : private Lum::WriteObserver {
    Lum::Ptr< Moth::VirtualTaskScheduler > virtualClock_; // null on the real one
    Lum::Ptr< Moth::TaskScheduler > scheduler_;
    Tree tree_;
+   Watches watches_;
    Lum::Ptr< Kiv::KivCAgent::Agent > agent_;
-   std::vector< Tokens > watched_;
    std::vector< Lum::LogMessage > log_;
    std::vector< std::string > raised_; // by the request under way
    bool quits_ = false;

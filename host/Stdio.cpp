@@ -1,13 +1,25 @@
 #include "host/Stdio.h"
 
 #include <boost/asio/posix/stream_descriptor.hpp>
-#include <boost/asio/signal_set.hpp>
 #include <cerrno>
 #include <csignal>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace Host {
+
+namespace {
+
+/// Whether what just failed may be tried again.
+bool comesAgain() { return errno == EINTR || errno == EAGAIN; }
+
+void waitFor( int fd, short events ) {
+   pollfd waiting{ fd, events, 0 };
+   poll( &waiting, 1, -1 );
+}
+
+} // namespace
 
 ProtocolOutput::ProtocolOutput() : fd_( dup( STDOUT_FILENO ) ) {
    std::signal( SIGPIPE, SIG_IGN );
@@ -20,8 +32,9 @@ void ProtocolOutput::line( std::string const & text ) {
    std::string const all = text + "\n";
    for( std::size_t written = 0; written < all.size(); ) {
       auto const size = write( fd_, all.data() + written, all.size() - written );
-      if( size < 0 && errno != EINTR ) return;
       if( size > 0 ) written += static_cast< std::size_t >( size );
+      if( size < 0 && !comesAgain() ) return;
+      if( size < 0 ) waitFor( fd_, POLLOUT ); // a pipe that its other end made non-blocking
    }
 }
 
@@ -30,9 +43,8 @@ namespace {
 /// Waits on the loop, whose timers go on, for input or for the end.
 class Input {
  public:
-   explicit Input( boost::asio::io_context & loop ) : loop_( loop ), signals_( loop, SIGINT, SIGTERM ) {
-      signals_.async_wait(
-         [ this ]( boost::system::error_code const & error, int ) { stopped_ = stopped_ || !error; } );
+   Input( boost::asio::io_context & loop, boost::asio::signal_set & signals ) : loop_( loop ) {
+      signals.async_wait( [ this ]( boost::system::error_code const & error, int ) { stopped_ = stopped_ || !error; } );
       struct stat status {};
       // A regular file is always ready, and nothing that the loop could wait for.
       if( fstat( STDIN_FILENO, &status ) != 0 || !S_ISREG( status.st_mode ) )
@@ -42,12 +54,12 @@ class Input {
    /// The next bytes; nothing at the end of input or when the program is to
    /// stop.
    std::string next() {
-      waitForInput();
       std::string bytes( 1 << 16, '\0' );
       ssize_t size = 0;
       do {
+         waitForInput();
          size = stopped_ ? 0 : read( STDIN_FILENO, bytes.data(), bytes.size() );
-      } while( size < 0 && errno == EINTR );
+      } while( size < 0 && comesAgain() );
       bytes.resize( size > 0 ? static_cast< std::size_t >( size ) : 0 );
       return bytes;
    }
@@ -72,7 +84,6 @@ class Input {
    }
 
    boost::asio::io_context & loop_;
-   boost::asio::signal_set signals_;
    std::optional< boost::asio::posix::stream_descriptor > descriptor_;
    bool stopped_ = false;
 };
@@ -81,8 +92,9 @@ bool isBlank( std::string_view line ) { return line.find_first_not_of( " \t\r" )
 
 } // namespace
 
-void serveStdio( Session & session, boost::asio::io_context & loop, ProtocolOutput & output ) {
-   Input input( loop );
+void serveStdio( Session & session, boost::asio::io_context & loop, boost::asio::signal_set & signals,
+                 ProtocolOutput & output ) {
+   Input input( loop, signals );
    std::string pending;
    auto const serve = [ & ]( std::string_view line ) {
       if( !isBlank( line ) ) output.line( session.answer( line ) );

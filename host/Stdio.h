@@ -3,6 +3,8 @@
 
 #include "host/Session.h"
 
+#include <boost/asio/signal_set.hpp>
+
 namespace Host {
 
 /// The protocol's own standard output. Whatever else the program prints to
@@ -22,7 +24,8 @@ class ProtocolOutput {
    int fd_;
 };
 
-/// Serves until the end of input, a quit request, SIGINT or SIGTERM.
-void serveStdio( Session & session, boost::asio::io_context & loop, ProtocolOutput & output );
+/// Serves until the end of input, a quit request, or a signal of `signals`.
+void serveStdio( Session & session, boost::asio::io_context & loop, boost::asio::signal_set & signals,
+                 ProtocolOutput & output );
 
 } // namespace Host

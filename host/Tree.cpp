@@ -9,15 +9,18 @@
 #include "platform/loomis/VtepStatus.h"
 #include "platform/tessera/Status.h"
 
+#include <span>
+
 namespace Host {
 
 /// A place in the databases: a directory on the way, a record, or a directory
 /// with entries of one type.
 struct Tree::Node {
-   std::map< std::string, std::unique_ptr< Node > > members;
+   std::map< std::string, std::unique_ptr< Node >, std::less<> > members;
    Lum::Ptr< Lum::Entity > entity; // null on the way
    RecordForm const * record = nullptr;
    RecordForm const * entries = nullptr;
+   Tokens fixedChild; // of the record, one that cannot be deleted either
 
    Lum::Dir & dir() const { return static_cast< Lum::Dir & >( *entity ); }
 
@@ -31,14 +34,31 @@ struct Tree::Node {
    }
 };
 
+namespace {
+
+constexpr char const * notDeleted = "a record at a fixed path cannot be deleted";
+
+/// Raises Refusal if the patch deletes what stands at `path`, or something above.
+void checkFixed( Json const & patch, std::span< std::string const > path, std::string const & at ) {
+   if( patch.IsNull() ) throw Refusal{ at, notDeleted };
+   if( path.empty() ) return;
+   for( auto const & each : patch.GetObject() ) {
+      if( textOf( each.name ) == path[ 0 ] ) checkFixed( each.value, path.subspan( 1 ), below( at, path[ 0 ] ) );
+   }
+}
+
+} // namespace
+
 void Tree::Node::check( Json const & patch, std::string const & at ) const {
+   if( patch.IsNull() ) {
+      if( entries ) return;
+      throw Refusal{ at, notDeleted };
+   }
    if( record ) {
-      if( patch.IsNull() ) throw Refusal{ at, "a record at a fixed path cannot be deleted" };
       record->check( patch, at );
+      checkFixed( patch, fixedChild, at );
       return;
    }
-   if( patch.IsNull() && entries ) return;
-   if( patch.IsNull() ) throw Refusal{ at, "it holds records at fixed paths and cannot be deleted" };
    needObject( patch, at );
    for( auto const & each : patch.GetObject() ) {
       auto const place = below( at, textOf( each.name ) );
@@ -46,7 +66,7 @@ void Tree::Node::check( Json const & patch, std::string const & at ) const {
          if( each.name.GetStringLength() == 0 ) throw Refusal{ place, "an empty key" };
          if( !each.value.IsNull() ) entries->check( each.value, place );
       } else {
-         auto const member = members.find( each.name.GetString() );
+         auto const member = members.find( textOf( each.name ) );
          if( member == members.end() ) throw Refusal{ place, "no such record" };
          member->second->check( each.value, place );
       }
@@ -64,7 +84,7 @@ void Tree::Node::apply( Json const & patch ) const {
    }
    for( auto const & each : patch.GetObject() ) {
       if( !entries ) {
-         members.at( each.name.GetString() )->apply( each.value );
+         members.find( textOf( each.name ) )->second->apply( each.value );
       } else if( each.value.IsNull() ) {
          dir().entityPtrDel( textOf( each.name ) );
       } else {
@@ -121,7 +141,8 @@ Tree::Tree( Moth::TaskScheduler & scheduler )
    addRecord< Kiv::PolicyRunningInfoCol >( *state_, "state", "kiv/servicePolicyStatus" );
    addRecord< Harbor::ServiceConfigDir >( *state_, "state", "controller/service/config" );
    addRecord< Hubstore::Status >( *state_, "state", "controller/status" );
-   addRecord< Kestrel::ClusterStatusDir >( *state_, "state", "controller/cluster/statusDir" );
+   addRecord< Kestrel::ClusterStatusDir >( *state_, "state", "controller/cluster/statusDir",
+                                           { "clusterStatus", "default" } );
    state_->getEntity< Kestrel::ClusterStatusDir >( "controller/cluster/statusDir" )->clusterStatusIs( "default" );
 
    addDirectory< Kiv::V1::KivPolicyFragment >( *hub_, "hub", "kiv/version1/policy/switch" );
@@ -133,19 +154,21 @@ Tree::Tree( Moth::TaskScheduler & scheduler )
 }
 
 template< class T >
-void Tree::addRecord( Quarry::EmbeddedEntityManager & database, char const * root, char const * path ) {
+void Tree::addRecord( Quarry::EmbeddedEntityManager & database, char const * root, char const * path,
+                      Tokens fixedChild ) {
    database.createEntity< T >( path );
-   add( database, root, path, &recordForm< T >(), nullptr );
+   auto & node = add( database, root, path );
+   node.record = &recordForm< T >();
+   node.fixedChild = std::move( fixedChild );
 }
 
 template< class T >
 void Tree::addDirectory( Quarry::EmbeddedEntityManager & database, char const * root, char const * path ) {
    database.createEntity< Lum::Dir >( path );
-   add( database, root, path, nullptr, &recordForm< T >() );
+   add( database, root, path ).entries = &recordForm< T >();
 }
 
-void Tree::add( Quarry::EmbeddedEntityManager & database, char const * root, char const * path,
-                RecordForm const * record, RecordForm const * entries ) {
+Tree::Node & Tree::add( Quarry::EmbeddedEntityManager & database, char const * root, char const * path ) {
    Node * node = root_.get();
    for( auto const & token : tokensOf( "/" + std::string( root ) + "/" + path ) ) {
       auto & member = node->members[ token ];
@@ -153,8 +176,7 @@ void Tree::add( Quarry::EmbeddedEntityManager & database, char const * root, cha
       node = member.get();
    }
    node->entity = database.getEntity( path );
-   node->record = record;
-   node->entries = entries;
+   return *node;
 }
 
 void Tree::check( Json const & patch ) const {
@@ -179,20 +201,16 @@ Tokens Tree::placeOf( Lum::Entity const & entity, Lum::AttributeId attribute, vo
    };
    push( entity, attribute, entity.lumAttributeKeyText( attribute, key ).str() );
    auto const * each = &entity;
-   for( ; each->lumParent(); each = each->lumParent() ) {
+   auto place = rootPlaceOf( *each );
+   for( ; place.empty() && each->lumParent(); place = rootPlaceOf( *each ) ) {
       auto const & owner = *each->lumParent();
       // A single child goes by the attribute's name alone.
       auto const text = owner.lumHasKeys( each->lumParentAttribute() ) ? each->lumKeyText().str() : "";
       push( owner, each->lumParentAttribute(), text );
+      each = &owner;
    }
-   if( each == state_->root().get() ) {
-      reversed.push_back( "state" );
-   } else if( each == hub_->root().get() ) {
-      reversed.push_back( "hub" );
-   } else {
-      return {};
-   }
-   return Tokens( reversed.rbegin(), reversed.rend() );
+   if( !place.empty() ) place.insert( place.end(), reversed.rbegin(), reversed.rend() );
+   return place;
 }
 
 } // namespace Host

@@ -7,9 +7,13 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 
 namespace Kiv::KivCAgent {
 class Agent;
+}
+namespace Kiv::V1 {
+class KivPolicyFragment;
 }
 
 namespace Host {
@@ -39,26 +43,28 @@ class Tree {
    /// Writes the value at a place; false when nothing stands there.
    bool get( Tokens const & tokens, Writer & writer ) const;
 
-   /// The place of a written attribute, or of the member under `key`; empty for
-   /// an entity outside of the tree.
+   /// The place of a written attribute, or of the member under `key`; empty for an entity outside of the tree.
    Tokens placeOf( Lum::Entity const & entity, Lum::AttributeId attribute, void const * key ) const;
+   /// Where a write at `place` shows to a switch, under "/switch"; empty if it shows to none.
+   Tokens switchPlaceOf( Tokens const & place ) const;
 
  private:
    struct Node;
 
-   void add( Quarry::EmbeddedEntityManager & database, char const * root, char const * path, RecordForm const * record,
-             RecordForm const * entries );
+   Node & add( Quarry::EmbeddedEntityManager & database, char const * root, char const * path );
    template< class T >
-   void addRecord( Quarry::EmbeddedEntityManager & database, char const * root, char const * path );
+   void addRecord( Quarry::EmbeddedEntityManager & database, char const * root, char const * path,
+                   Tokens fixedChild = {} );
    template< class T >
    void addDirectory( Quarry::EmbeddedEntityManager & database, char const * root, char const * path );
 
+   Tokens rootPlaceOf( Lum::Entity const & entity ) const;
    bool getRecord( Tokens const & tokens, Writer & writer ) const;
    bool getAgent( Tokens const & tokens, Writer & writer ) const;
    bool getService( Tokens const & tokens, Writer & writer ) const;
    bool getSwitch( Tokens const & tokens, Writer & writer ) const;
-   void writeSwitch( std::string const & systemId, Writer & writer ) const;
-   std::vector< std::string > switches() const;
+   std::set< std::string > switches() const;
+   std::pair< Lum::Ptr< Kiv::V1::KivPolicyFragment const >, Tokens > seenBy( std::string const & systemId ) const;
 
    Lum::Ptr< Quarry::EmbeddedEntityManager > state_;
    Lum::Ptr< Quarry::EmbeddedEntityManager > hub_;

@@ -11,11 +11,12 @@
 #include "platform/neroli/IpGenAddr.h"
 #include "platform/vxlan/Vni.h"
 
-#include <boost/describe/enum_from_string.hpp>
 #include <boost/describe/enum_to_string.hpp>
 #include <boost/describe/enumerators.hpp>
 #include <boost/mp11/algorithm.hpp>
+#include <cmath>
 #include <limits>
+#include <optional>
 
 namespace Host {
 
@@ -27,28 +28,31 @@ concept Parsed = requires {
 template< class V >
 concept VniNumber = std::same_as< V, Vxlan::Vni > || std::same_as< V, Vxlan::VniOrNone >;
 
-/// The text of a key, and back; raises Refusal for a text that is no key.
+/// The text of a key.
 template< class K >
 std::string keyText( K const & key ) {
    return Lum::textOf( key );
 }
+
+/// The key that a text stands for; nothing if it is none. The empty text is no key of any type.
+template< class K >
+std::optional< K > parsedKey( std::string_view text ) {
+   if( text.empty() ) return std::nullopt;
+   if constexpr( Parsed< K > ) {
+      return K::parse( text );
+   } else if constexpr( std::same_as< K, Harbor::SystemId > ) {
+      return Harbor::systemIdFromString( text );
+   } else {
+      return K( text );
+   }
+}
+
+/// The same; raises Refusal where there is none.
 template< class K >
 K keyOf( std::string_view text, std::string const & at ) {
-   if constexpr( Parsed< K > ) {
-      auto const key = K::parse( text );
-      if( !key || *key == K() ) {
-         // The default of a VNI is a key like others.
-         if( !key || !VniNumber< K > ) throw Refusal{ at, "no valid key: \"" + std::string( text ) + "\"" };
-      }
-      return *key;
-   } else {
-      if( text.empty() ) throw Refusal{ at, "an empty key" };
-      if constexpr( std::same_as< K, Harbor::SystemId > ) {
-         return Harbor::systemIdFromString( Lum::String( text ) );
-      } else {
-         return K( Lum::String( text ) );
-      }
-   }
+   auto const key = parsedKey< K >( text );
+   if( !key ) throw Refusal{ at, text.empty() ? "an empty key" : "no valid key: \"" + std::string( text ) + "\"" };
+   return *key;
 }
 
 template< class V >
@@ -94,36 +98,34 @@ void writeValue( Writer & writer, V const & value ) {
 template< class V >
 V readValue( Json const & json, V base, std::string const & at );
 
+// 10 and 10.0 are one number.
 template< std::integral V >
-V readInteger( Json const & json, std::string const & at ) {
-   if( !json.IsNumber() || json.IsDouble() ) throw Refusal{ at, "an integer is expected" };
-   if( !json.IsUint64() || json.GetUint64() > std::numeric_limits< V >::max() ) {
-      throw Refusal{ at, "out of range: 0 to " + std::to_string( std::numeric_limits< V >::max() ) };
-   }
-   return static_cast< V >( json.GetUint64() );
+V readInteger( Json const & json, std::string const & at, V max = std::numeric_limits< V >::max() ) {
+   static_assert( sizeof( V ) <= 4, "a double holds every value" );
+   if( !json.IsNumber() || std::trunc( json.GetDouble() ) != json.GetDouble() )
+      throw Refusal{ at, "an integer is expected" };
+   if( json.GetDouble() < 0 || json.GetDouble() > max )
+      throw Refusal{ at, "out of range: 0 to " + std::to_string( max ) };
+   return static_cast< V >( json.GetDouble() );
 }
 
 template< VniNumber V >
 V readVni( Json const & json, std::string const & at ) {
-   constexpr std::uint32_t max = std::same_as< V, Vxlan::Vni > ? 0xffffff : 0x1000000;
-   auto const number = readInteger< std::uint32_t >( json, at );
-   if( number > max ) throw Refusal{ at, "out of range: 0 to " + std::to_string( max ) };
-   return V( number );
+   constexpr std::uint32_t max = std::same_as< V, Vxlan::Vni > ? Vxlan::Vni::max : Vxlan::VniOrNone::none;
+   return V( readInteger< std::uint32_t >( json, at, max ) );
 }
 
+// A number needs no name: what another version of a writer means by it is kept.
 template< class E >
 E readEnumeration( Json const & json, std::string const & at ) {
-   E value{};
-   if( json.IsString() ) {
-      if( boost::describe::enum_from_string( json.GetString(), value ) ) return value;
-      throw Refusal{ at, "no such enumerator: \"" + std::string( textOf( json ) ) + "\"" };
-   }
-   auto const number = readInteger< std::uint8_t >( json, at );
-   bool known = false;
-   boost::mp11::mp_for_each< boost::describe::describe_enumerators< E > >(
-      [ & ]( auto each ) { known = known || static_cast< int >( each.value ) == number; } );
-   if( !known ) throw Refusal{ at, "no enumerator has the number " + std::to_string( number ) };
-   return static_cast< E >( number );
+   if( json.IsNumber() ) return static_cast< E >( readInteger< std::underlying_type_t< E > >( json, at ) );
+   if( !json.IsString() ) throw Refusal{ at, "the name of an enumerator is expected" };
+   std::optional< E > value;
+   boost::mp11::mp_for_each< boost::describe::describe_enumerators< E > >( [ & ]( auto each ) {
+      if( textOf( json ) == each.name ) value = each.value;
+   } );
+   if( !value ) throw Refusal{ at, "no such enumerator: \"" + std::string( textOf( json ) ) + "\"" };
+   return *value;
 }
 
 inline Kiv::SwitchPair readSwitchPair( Json const & json, std::string const & at ) {

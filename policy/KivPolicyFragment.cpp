@@ -60,7 +60,7 @@ Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( Lum::String switch
    auto const name = canonicalName( switchId );
    auto const published = policyPublishBaseDir->createEntity< V1::KivPolicyFragment >( name );
    policyHelperInfo->publishEligibleSwitchIs( name, true );
-   auto const fragment = published->policyFragmentIs( fragmentName );
+   auto fragment = published->policyFragmentIs( fragmentName );
    fragment->grCookieIs( "GrCookie" );
    return fragment;
 }

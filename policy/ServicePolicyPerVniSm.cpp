@@ -120,7 +120,7 @@ bool ServicePolicyPerVniSm::isUntouched( Neroli::IpGenAddr ip, HostRunningInfo c
 }
 
 SwitchPair ServicePolicyPerVniSm::getPreviousSwitchPair( Neroli::IpGenAddr ip ) const {
-   auto const shadow = shadowSwitchPair( ip );
+   auto shadow = shadowSwitchPair( ip );
    if( shadow.members() > 0 ) return shadow;
    auto const running = policyRunningInfo()->hostInfo( ip );
    return running ? running->insideVtepSwitchPair() : SwitchPair();

@@ -34,7 +34,7 @@ void CoalescedPolicyGrSm::handleVtep( Lum::Name name ) {
 
 Lum::Ptr< VniElection > CoalescedPolicyGrSm::vniElectionIs( Lum::Name name ) {
    if( !vniElection( name ) ) vniElectionIs( name, new VniElection( name ) );
-   auto const election = vniElection( name );
+   auto election = vniElection( name );
    policyElectionIs( name, Lum::Ptr< VniElection const >( election ) );
    return election;
 }

@@ -74,7 +74,7 @@ std::string Kivd::readLine() {
    char * line = nullptr;
    std::size_t capacity = 0;
    auto const size = getline( &line, &capacity, answers_ );
-   std::string const text( line && size > 0 ? line : "", size > 0 ? static_cast< std::size_t >( size ) : 0 );
+   std::string text( line && size > 0 ? line : "", size > 0 ? static_cast< std::size_t >( size ) : 0 );
    std::free( line );
    if( size < 0 ) throw std::runtime_error( "kivd has ended" );
    return text;

@@ -16,7 +16,7 @@ namespace Lineout {
 
 namespace {
 
-constexpr std::size_t much = 16 * 1024;
+constexpr std::size_t much = 16384;
 constexpr int patience = 1000; // milliseconds
 
 [[noreturn]] void fail( int fd, int fault ) {

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "platform/lum/Notifiee.h"
+#include "platform/lum/Strep.h"
 
 #include <string_view>
 #include <type_traits>
@@ -71,6 +72,18 @@ constexpr std::string_view typeName() {
    constexpr auto end = text.find_first_of( ";]", begin );
    return text.substr( begin, end - begin );
 }
+
+/// Raises RangeException for a null pointer that is to become a member of a collection of T.
+template< class T, class Record >
+void refuseNull( Ptr< Record > const & value, char const * attribute ) {
+   if( value ) return;
+   throwRangeException(
+      textOf( "null _", attribute, " parameter to mutator for ", typeName< T >(), "::", attribute, " not allowed\"" ) );
+}
+
+/// Values of other kinds pass.
+template< class T, class V >
+void refuseNull( V const & /*value*/, char const * /*attribute*/ ) {}
 
 } // namespace Lum
 

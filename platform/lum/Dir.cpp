@@ -3,7 +3,7 @@
 namespace Lum {
 
 void Dir::entityPtrIs( Name key, Ptr< Entity > entity ) {
-   LUM_ASSERT( entity );
+   refuseNull< Dir >( entity, "entityPtr" );
    if( auto * node = entityPtr_.find( key ) ) {
       if( node->value == entity ) return;
       LumAttribute_entityPtr::detach( *node );

@@ -17,7 +17,7 @@ class Dir : public Entity {
    Ptr< Entity > entityPtr( Name const & key ) { return memberOf( entityPtr_, key ); }
    Ptr< Entity const > entityPtr( Name const & key ) const { return memberOf( entityPtr_, key ); }
 
-   /// Puts `entity` under `key`, in the place of what may be there.
+   /// Puts `entity` under `key`, in the place of what may be there. Raises RangeException for null.
    void entityPtrIs( Name key, Ptr< Entity > entity );
 
    /// Makes a T under `key`; the entry that is there is returned if it is one, and replaced if it is not.

@@ -70,10 +70,10 @@ bool LogHandle::okToLog( std::uint64_t hash ) const {
    if( all.size() >= many ) dropFull( all, time );
    auto & allowance = all.try_emplace( hash, Allowance{ burst_, time, interval_, burst_ } ).first->second;
    double const left = allowance.leftAt( time );
-   bool const ok = left >= 1;
-   allowance.left = ok ? left - 1 : left;
+   if( left < 1 ) return false; // and nothing is noted: parts of an interval would not add up to exactly one
+   allowance.left = left - 1;
    allowance.when = time;
-   return ok;
+   return true;
 }
 
 void logSinkIs( LogSink call, void * context ) { sink = { call, context }; }

@@ -337,6 +337,7 @@ class MachineSlot {
 #define LUM_INPUT( attribute, T, ... )                                                                                 \
    LUM_INPUT_( attribute, Lum::Form::input, T, __VA_ARGS__ );                                                          \
    void attribute##Is( Lum::Ptr< T > watched ) {                                                                       \
+      Lum::KeepAlive const alive( this );                                                                              \
       bool const first = !attribute##Reactor_.bound();                                                                 \
       attribute##Reactor_.notifierIs( std::move( watched ) );                                                          \
       if( first ) Lum::makeFollowers( *this ); /* which no handler has made */                                         \
@@ -363,6 +364,7 @@ class MachineSlot {
       return node ? node->value : __VA_ARGS__{};                                                                       \
    }                                                                                                                   \
    void attribute##Is( K key, __VA_ARGS__ value ) {                                                                    \
+      Lum::refuseNull< LumSelf >( value, #attribute );                                                                 \
       if( auto * node = attribute##_.find( key ) ) {                                                                   \
          node->value = std::move( value );                                                                             \
       } else {                                                                                                         \
@@ -443,10 +445,7 @@ class MachineSlot {
    LUM_TABLE_ENTRY( attribute );                                                                                       \
    template< class Record >                                                                                            \
    Lum::Ptr< T > attribute##Is( Lum::Ptr< Record > const & record ) {                                                  \
-      if( !record ) {                                                                                                  \
-         Lum::throwRangeException( Lum::textOf( "null _" #attribute " parameter to mutator for ",                      \
-                                                Lum::typeName< LumSelf >(), "::" #attribute " not allowed\"" ) );      \
-      }                                                                                                                \
+      Lum::refuseNull< LumSelf >( record, #attribute );                                                                \
       if( auto held = attribute##_.at( record->lumKey() ) ) {                                                          \
          Lum::ArgumentOf< T, 0 >::store( *held, record );                                                              \
          return held;                                                                                                  \

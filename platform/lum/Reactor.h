@@ -134,9 +134,11 @@ class Reactor final : public NotifieeConst {
    void call( OnKey< A >, Handler handler, Change const & ) {
       handler( machine() );
    }
+   /// A member that an earlier handler of the visit has removed is watched no more.
    template< class C, class A, class Handler >
    void call( OnMember< C, A >, Handler handler, Change const & change ) {
-      handler( machine(), childOf< C >( change.entity ) );
+      auto const member = childOf< C >( change.entity );
+      if( member->lumParent() == notifier_.get() ) handler( machine(), member );
    }
    template< class C, class Handler >
    void call( OnMembership< C >, Handler handler, Change const & change ) {

@@ -6,6 +6,7 @@
 #include "platform/lum/Fault.h"
 #include "platform/lum/String.h"
 
+#include <algorithm>
 #include <boost/describe/enum_from_string.hpp>
 #include <charconv>
 #include <concepts>
@@ -65,7 +66,7 @@ std::optional< T > parseNumber( std::string_view text ) {
 
 /// The reverse of appendText for simple types; nothing for a text that is none of T's.
 /// A type of its own takes part by `static std::optional< T > parse( std::string_view )`, the reverse of its
-/// `stringValue()`, if no text of it holds a "," or "}"; an enumeration by its boost::describe.
+/// `stringValue()`, if no text of it holds a ",", "}" or ": "; an enumeration by its boost::describe.
 template< class T >
 std::optional< T > parseSimple( std::string_view text ) {
    if constexpr( std::same_as< T, bool > ) {
@@ -116,7 +117,7 @@ String valueToStrep( T const & value ) {
 }
 
 /// Takes a value's strep off the front of `rest`, which is left with what follows; raises RangeException if there is
-/// none. A simple value ends at the next "," or "}".
+/// none. A simple value ends at the next ",", "}" or ": ".
 template< class T >
 T sequenceToValue( std::string_view & rest ) {
    if constexpr( std::derived_from< T, String > ) {
@@ -134,7 +135,7 @@ T sequenceToValue( std::string_view & rest ) {
       rest.remove_prefix( 1 );
       return map;
    } else {
-      auto const text = rest.substr( 0, rest.find_first_of( ",}" ) );
+      auto const text = rest.substr( 0, std::min( rest.find_first_of( ",}" ), rest.find( ": " ) ) );
       auto const value = parseSimple< T >( text );
       if( !value ) throwRangeException( textOf( "\"", text, "\" is not a valid value" ) );
       rest.remove_prefix( text.size() );

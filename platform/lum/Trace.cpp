@@ -127,9 +127,11 @@ TraceHandle::TraceHandle( String name, bool on )
 }
 
 TraceHandle::~TraceHandle() {
-   TraceHandle ** place = &facility().first;
-   while( *place != this ) place = &( *place )->next_;
-   *place = next_;
+   for( auto ** place = &facility().first; *place; place = &( *place )->next_ ) {
+      if( *place != this ) continue;
+      *place = next_;
+      return;
+   }
 }
 
 } // namespace Lum

@@ -215,8 +215,8 @@ void formatIs( Site & site, std::string_view format ) {
                              static_cast< std::uint32_t >( file.size() ) };
    char * to = ring.base + header.formatsOffset + at;
    std::memcpy( to, &entry, sizeof entry );
-   std::memcpy( to += sizeof entry, file.data(), file.size() );
-   std::memcpy( to += file.size(), format.data(), format.size() );
+   std::memcpy( to + sizeof entry, file.data(), file.size() );
+   std::memcpy( to + sizeof entry + file.size(), format.data(), format.size() );
    publish( ring.shown().formatsUsed, header.formatsUsed = at + size );
    site.format = ring.rings << 32 | at;
 }

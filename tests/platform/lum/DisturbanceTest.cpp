@@ -205,9 +205,11 @@ TEST( Visit, GoesByRegistrationAcrossTheKinds ) {
    tree->fruitIs( 7, 3 );
    EXPECT_EQ( stage.logged(), "k1 c2 c7 c9" );
 
-   // A member that has left is watched by those only who watch it itself.
-   tree->leafDel( "x" );
+   // A member that has left, be it during the visit, is watched by those only who watch it itself.
+   stage.script[ "m5x" ] = [ & ] { tree->leafDel( "x" ); };
    leaf->levelIs( 2 );
+   EXPECT_EQ( stage.logged(), "m5x l6" );
+   leaf->levelIs( 3 );
    EXPECT_EQ( stage.logged(), "l6" );
 }
 

@@ -57,8 +57,9 @@ TEST_F( LogTest, TheLimitHoldsPerMessageAndCountedArguments ) {
                         { "another argument", 100, handle, "a", "c", true },
                         { "the same ones, exchanged", 100, handle, "b", "a", true },
                         { "another message", 100, other, "a", "b", true },
-                        { "the interval is not over", 109, handle, "a", "b", false },
-                        { "now it is", 110, handle, "a", "b", true },
+                        { "the interval is not over", 102, handle, "a", "b", false },
+                        { "nor here", 109, handle, "a", "b", false },
+                        { "now it is, however often it was asked", 110, handle, "a", "b", true },
                         { "a long silence gives the burst", 1000, handle, "a", "b", true },
                         { "which is two", 1000, handle, "a", "b", true },
                         { "and no more than that", 1000, handle, "a", "b", false } };

@@ -1,4 +1,5 @@
 // Machines: how they are made, held, followed by others, and how they go.
+#include "platform/lum/Dir.h"
 #include "tests/platform/lum/Actors.h"
 
 #include <gtest/gtest.h>
@@ -127,6 +128,12 @@ TEST_F( Grove, AFollowerKeepsPaceWithWhatItsStartChanges ) {
    stage.script[ "b made" ] = [ & ] { grove = nullptr; };
    tree->leafIs( "b" );
    EXPECT_EQ( tree->references(), 1u );
+
+   make();
+   elm->leafIs( "a" ), elm->leafIs( "b" );
+   for( auto const * made : { "a made", "b made" } ) stage.script[ made ] = [ & ] { grove = nullptr; };
+   grove->laterIs( elm ); // outside of any visit
+   EXPECT_EQ( elm->references(), 1u );
 }
 
 TEST_F( Grove, AFollowerMayRemoveItselfAndItsOwner ) {
@@ -181,13 +188,24 @@ TEST_F( Grove, ACollectionKeepsAMachineOrRefuses ) {
                  + " not allowed" );
    EXPECT_EQ( grove->plot( 1 ), plot );
    EXPECT_EQ( stage.logged(), "1 made" );
+}
 
-   try {
-      grove->oakIs( Lum::Ptr< Leaf >() );
-      ADD_FAILURE();
-   } catch( std::exception const & exception ) {
-      EXPECT_STREQ( exception.what(), "null _oak parameter to mutator for Actors::GroveSm::oak not allowed\"" );
-   }
+TEST_F( Grove, ACollectionOfPointersTakesNoNull ) {
+   make();
+   Lum::Ptr< Lum::Dir > const dir( new Lum::Dir( "dir" ) );
+   auto const refused = []( auto const & mutator ) {
+      try {
+         mutator();
+      } catch( Lum::RangeException const & exception ) {
+         return std::string( exception.what() );
+      }
+      return std::string( "not refused" );
+   };
+   EXPECT_EQ( refused( [ & ] { grove->oakIs( Lum::Ptr< Leaf >() ); } ),
+              "null _oak parameter to mutator for Actors::GroveSm::oak not allowed\"" );
+   EXPECT_EQ( refused( [ & ] { dir->entityPtrIs( "a", nullptr ); } ),
+              "null _entityPtr parameter to mutator for Lum::Dir::entityPtr not allowed\"" );
+   EXPECT_TRUE( dir->entityPtr().empty() );
 }
 
 TEST_F( Grove, ASlotReplacesItsMachine ) {

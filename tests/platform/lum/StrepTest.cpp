@@ -43,6 +43,12 @@ TEST( Strep, ARecordIsReadFieldByField ) {
    EXPECT_TRUE( Lum::strepToValue< Outer >( Lum::valueToStrep( Outer() ).view() ) == Outer() );
 }
 
+TEST( Strep, AMapMayHaveKeysOfAnyType ) {
+   std::map< int, bool > const map{ { -1, true }, { 20, false } };
+   EXPECT_EQ( Lum::valueToStrep( map ), "{-1: True, 20: False}" );
+   EXPECT_EQ( ( Lum::strepToValue< std::map< int, bool > >( "{-1: True, 20: False}" ) ), map );
+}
+
 TEST( Strep, AValueLeavesWhatFollowsIt ) {
    std::string_view rest = "'a', 7, rest";
    EXPECT_EQ( Lum::sequenceToValue< Lum::String >( rest ), "a" );

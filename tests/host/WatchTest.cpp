@@ -1,0 +1,125 @@
+// What a client is told, and what a restart leaves as it was.
+#include "tests/host/Client.h"
+#include "tests/scenery/Fabric.h"
+
+namespace {
+
+using Lines = std::vector< std::string >;
+
+class WatchTest : public Client {
+ protected:
+   void watch( std::string const & pointer ) { ask( "{\"watch\": \"" + pointer + "\"}" ); }
+   /// Writes, and gives what was told of it.
+   Lines toldOf( std::string const & pointer, std::string const & value ) {
+      write( pointer, value );
+      return told();
+   }
+   /// The feature up, with its range of service VNIs.
+   std::string enable( std::string const & range ) {
+      write( "/hub/topology/version3/global/status/convergenceStatus", "{}" );
+      return write( "/state", R"({"controller": {"status": {"enabled": true},
+         "cluster": {"statusDir": {"clusterStatus": {"default": {"leader": true}}}}},
+         "kiv": {"config": {"vniRange": ")"
+                                 + range + R"(", "enabled": true}}})" );
+   }
+};
+
+std::string const sources = "/state/kiv/servicePolicyConfig";
+std::string const group = sources + "/site/servicePolicy/web";
+std::string const flow = "/hub/kiv/version1/policy/switch/02-00-00-00-00-0a/policyFragment/web-5010/flow/f";
+
+} // namespace
+
+TEST_F( WatchTest, EachWriteIsOneLineInTheOrderOfThePatch ) {
+   watch( "" );
+   watch( group );
+   EXPECT_EQ( toldOf( sources, R"({"site": {"servicePolicy": {"web": {
+                 "farIntfUuid": "far", "nearIntfUuid": "a", "nearIntfUuid": "b", "farIntfUuid": "far"}}}})" ),
+              ( Lines{ at( sources + "/site", "{}" ), at( group, "{}" ), at( group, R"({"farIntfUuid":"far"})" ),
+                       at( group, R"({"nearIntfUuid":"a"})" ), at( group, R"({"nearIntfUuid":"b"})" ) } ) );
+}
+
+TEST_F( WatchTest, TellsWhatConcernsThePlaceAlone ) {
+   for( char const * attribute : { "/nearIntfUuid", "/policyName" } ) watch( group + attribute );
+   watch( flow + "/matchVni" );
+   struct {
+      std::string pointer, value;
+      Lines told;
+   } const cases[] = {
+      { group, R"({"serviceDeviceId": "d"})", {} },
+      { group + "/nearIntfUuid", R"("n")", { at( group, R"({"nearIntfUuid":"n"})" ) } },
+      { group + "/nearIntfUuid", R"("n")", {} },
+      { group + "/policyName", R"({"a/b": true})", { at( group, R"({"policyName":{"a/b":true}})" ) } },
+      { group + "/policyName", "null", { at( group, R"({"policyName":{"a/b":null}})" ) } },
+      { group + "/nearIntfUuid", "null", { at( group, R"({"nearIntfUuid":""})" ) } },
+      { sources, R"({"other": {}, "site": null})", { at( sources + "/site", "null" ) } },
+      { sources + "/site", "{}", {} },
+      { flow, R"({"rewriteVni": 2, "matchVni": 1})", { at( flow, R"({"matchVni":1,"rewriteVni":2})" ) } },
+   };
+   for( auto const & [ pointer, value, expected ] : cases ) EXPECT_EQ( toldOf( pointer, value ), expected ) << value;
+}
+
+TEST_F( WatchTest, AFieldThatAValueLostIsNull ) {
+   write( flow, R"({"matchVni": 1, "rewriteVni": 2})" );
+   watch( "/hub/kiv" );
+   std::pair< char const *, char const * > const cases[] = {
+      { R"({"matchVni": null})", R"({"matchVni":null,"rewriteVni":2})" },
+      { R"({"serviceIntf": "near"})", R"({"rewriteVni":2,"serviceIntf":"near"})" },
+      { R"({"serviceIntf": null, "rewriteVni": null})", R"({"rewriteVni":null,"serviceIntf":null})" },
+      { R"({"matchVni": 1})", R"({"matchVni":1})" },
+      { "null", "null" },
+   };
+   for( auto const & [ value, change ] : cases ) EXPECT_EQ( toldOf( flow, value ), Lines{ at( flow, change ) } );
+}
+
+TEST_F( WatchTest, TheAgentsWritesComeBeforeTheAnswer ) {
+   ask( R"({"start": true})" );
+   for( char const * dir : { "Config", "SourceState" } )
+      write( std::string( "/state/kiv/servicePolicy" ) + dir + "/site", "{}" );
+   write( "/state/kiv/serviceIntfConfig/site", "{}" );
+   watch( "/state/kiv" );
+   watch( "/agent/servicePolicyConfig" );
+   EXPECT_EQ( enable( "1-9" ), R"({"ok":true})" );
+   EXPECT_EQ( told(), ( Lines{ at( "/state/kiv/config/vniRange", "\"1-9\"" ), at( "/state/kiv/config/enabled", "true" ),
+                               at( "/state/kiv/status/running", "true" ) } ) );
+   EXPECT_EQ( toldOf( group, "{}" ),
+              ( Lines{ at( group, "{}" ), at( "/agent/servicePolicyConfig/servicePolicy/web", "{}" ) } ) );
+   ask( R"({"restart": true})" );
+   EXPECT_EQ( told(), Lines{ at( "/agent/servicePolicyConfig/servicePolicy/web", "{}" ) } )
+      << "ended as by a kill: the new agent takes up what is there, and nothing was taken back before";
+   EXPECT_EQ( get( "/state/kiv/status" ), R"({"running":true})" );
+}
+
+TEST_F( WatchTest, WhatAHandlerRaisesIsNamedAndThePatchStands ) {
+   ask( R"({"start": true})" );
+   EXPECT_EQ( enable( "abc" ), R"({"ok":true,"raised":["stoi"]})" );
+   EXPECT_EQ( get( "/state/kiv/config" ), R"({"enabled":true,"vniRange":"abc"})" );
+   EXPECT_EQ( ask( R"({"log": true})" ), R"({"ok":true,"log":[]})" );
+}
+
+// The ports of the device on "A", the host behind "C".
+TEST( Switches, AreToldWhatTheySeeAndNoMore ) {
+   Scenery::Fabric fabric;
+   for( char const * uuid : { "near", "far" } ) fabric.port( uuid, 'A' );
+   fabric.host( "10.0.0.1", "02:00:aa:00:00:01", 'C' );
+   fabric.start();
+   fabric.enable();
+   fabric.group( "web", { "10.0.0.1" } );
+   fabric.switchesAnswer();
+   auto const seen = fabric.get( "/switch/" + Scenery::Fabric::id( 'A', '-' ) );
+   EXPECT_EQ( seen, "{\"kiv\":{\"version1\":{\"policy\":{\"policy\":"
+                       + fabric.get( "/hub/kiv/version1/policy/switch/" + Scenery::Fabric::id( 'A', '-' ) ) + "}}}}" );
+   EXPECT_EQ( fabric.get( "/switch/" + Scenery::Fabric::id( 'B', '-' ) ), "" );
+
+   auto const reports = "/hub/kivclient/version1/policystatus/switch/" + Scenery::Fabric::id( 'A', '-' );
+   fabric.patch( reports + "/policyFragment/web-5010/flowStatus/ServiceVtepEgress/status", "3" );
+   fabric.advance( 1 );
+   fabric.restart();
+   EXPECT_NE( fabric.ask( R"({"log": true})" ).find( "ZAR_KIV_REDIRECT_RULE_PROGRAM_ERROR" ), std::string::npos );
+   EXPECT_EQ( fabric.ask( R"({"log": true})" ), R"({"ok":true,"log":[]})" );
+   EXPECT_EQ( fabric.ask( R"({"advance": 1})" ), R"({"ok":true,"now":2.0})" );
+
+   // The directory goes while it is published: the view goes with it.
+   fabric.patch( "/hub/kiv/version1/policy/switch", "null" );
+   EXPECT_EQ( fabric.get( "/switch" ), "{}" );
+}
