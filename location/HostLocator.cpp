@@ -34,6 +34,11 @@ void VtepLocatorSm::handleVtepIpToSwitchPair() {
    updateHostLocation();
 }
 
+// Another VTEP's switches say nothing of this host, and must not bring one back that has aged out.
+void VtepLocatorSm::handleVtepIpToSwitchPair( Neroli::IpGenAddr vtepIp ) {
+   if( vtepIp == latestVtepIp() ) handleVtepIpToSwitchPair();
+}
+
 void VtepLocatorSm::updateHostLocation() {
    auto const pair = policyHelperInfo()->vtepIpToSwitchPair( latestVtepIp() ); // empty without an entry
    TRACE8( trace(), " mac: ", mac(), " vtepIp: ", latestVtepIp(), " switchPair: ", pair );
@@ -87,6 +92,17 @@ void L2StatusSm::handlePolicy( Lum::Ptr< HostInfo > host ) {
    } else {
       addHostInfo( host->name() );
    }
+}
+
+// The machine of the other VNI follows the host from now on. Its locator here would write an outdated place, and the
+// end of this VNI would take a location away that is not this VNI's.
+void L2StatusSm::handleVni( Lum::Ptr< HostInfo > host ) {
+   auto const ip = host->name();
+   if( host->vni().isNone() || host->vni() == vni() || !ipToMac().find( ip ) ) return;
+   auto const mac = ipToMac( ip );
+   vtepLocatorSmDel( mac ); // without its end: the host has a place
+   ipToMacDel( ip );
+   macToIpDel( mac );
 }
 
 void L2StatusSm::addHostInfo( Neroli::IpGenAddr ip ) {

@@ -31,7 +31,7 @@ class VtepLocatorSm : public Lum::PtrInterface {
    void handleMacVtepTable();
    /// A switch that joins or leaves a pair reaches the host without a change of the tables.
    void handleVtepIpToSwitchPair();
-   void handleVtepIpToSwitchPair( Neroli::IpGenAddr ) { handleVtepIpToSwitchPair(); }
+   void handleVtepIpToSwitchPair( Neroli::IpGenAddr vtepIp );
    /// The host is not to be followed any more: its location is unknown.
    void destroy();
 
@@ -47,7 +47,7 @@ class L2StatusSm : public Lum::PtrInterface {
    // One subscription stands for a reactor on every host of the blackboard. Those that are there at the start are found
    // by the first walk over the tables.
    LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON_MEMBERSHIP( ipToPolicy, handleIpToPolicy ),
-                  LUM_ON_MEMBER( ipToPolicy, policy, handlePolicy ) );
+                  LUM_ON_MEMBER( ipToPolicy, policy, handlePolicy ), LUM_ON_MEMBER( ipToPolicy, vni, handleVni ) );
    LUM_MEMO( macToIp, Neroli::EthAddr, Neroli::IpGenAddr ); // the hosts that were found here
    LUM_MEMO( ipToMac, Neroli::IpGenAddr, Neroli::EthAddr ); // the same, the other way round
    LUM_SMS( vtepLocatorSm, Neroli::EthAddr, VtepLocatorSm );
@@ -60,6 +60,8 @@ class L2StatusSm : public Lum::PtrInterface {
    void handleIpToPolicy( Lum::Ptr< HostInfo > host );
    /// The group that controls a host changed.
    void handlePolicy( Lum::Ptr< HostInfo > host );
+   /// A host was found in another VNI, whose machine follows it from now on.
+   void handleVni( Lum::Ptr< HostInfo > host );
    /// The VNI is gone: its hosts have no location.
    void cleanup();
 

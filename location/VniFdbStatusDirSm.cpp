@@ -15,7 +15,13 @@ void VniFdbStatusDirSm::handleInitialized() {
 }
 
 void VniFdbStatusDirSm::handleVniDir() {
-   for( auto const & [ name, entity ] : vniDir()->entityPtr() ) handleVniDir( name );
+   for( auto const & [ name, entity ] : vniDir()->entityPtr() ) {
+      try {
+         handleVniDir( name );
+      } catch( ... ) { // a name that is no VNI must not keep the others from being followed
+         Lum::onNotificationException( "Lum::Dir::entityPtr" );
+      }
+   }
 }
 
 void VniFdbStatusDirSm::handleVniDir( Lum::Name name ) {

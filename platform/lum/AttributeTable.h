@@ -15,6 +15,15 @@
 #include <type_traits>
 #include <utility>
 
+// Outside the namespace: within it the compiler prints the names of its types without it.
+template< class T >
+constexpr std::string_view lumTypeName() {
+   constexpr std::string_view text = __PRETTY_FUNCTION__;
+   constexpr auto begin = text.find( "T = " ) + 4;
+   constexpr auto end = text.find_first_of( ";]", begin );
+   return text.substr( begin, end - begin );
+}
+
 namespace Lum {
 
 constexpr unsigned maxAttributes = 40;
@@ -67,10 +76,7 @@ constexpr void forEachAttribute( Visitor && visitor ) {
 /// The full name of T as its declaration reads, "Kiv::HostInfo".
 template< class T >
 constexpr std::string_view typeName() {
-   constexpr std::string_view text = __PRETTY_FUNCTION__;
-   constexpr auto begin = text.find( "T = " ) + 4;
-   constexpr auto end = text.find_first_of( ";]", begin );
-   return text.substr( begin, end - begin );
+   return lumTypeName< T >();
 }
 
 /// Raises RangeException for a null pointer that is to become a member of a collection of T.

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Runs `script` in a shell where $kivd is the program, which stands above the test; its standard output, and how it
+/// Runs `script` in a shell where $kivd is the program, which stands above the test; all output, and how it
 /// ended.
 std::pair< std::string, int > run( std::string const & script ) {
    auto const kivd = std::filesystem::read_symlink( "/proc/self/exe" ).parent_path().parent_path() / "kivd";
@@ -17,13 +17,14 @@ std::pair< std::string, int > run( std::string const & script ) {
    std::array< char, 4096 > bytes;
    for( std::size_t size = 1; size > 0; output.append( bytes.data(), size ) )
       size = std::fread( bytes.data(), 1, bytes.size(), pipe );
-   return { output, WEXITSTATUS( pclose( pipe ) ) };
+   int const ended = pclose( pipe );
+   return { output, WIFEXITED( ended ) ? WEXITSTATUS( ended ) : -1 };
 }
 
 } // namespace
 
 TEST( Kivd, EndsWithAStatus ) {
-   auto const folder = testing::TempDir();
+   auto const folder = testing::TempDir() + "kivd-";
    std::ofstream( folder + "good.json" ) << R"({"state": {"kiv": {"config": {"vniRange": "abc"}}}})";
    std::ofstream( folder + "bad.json" ) << R"({"state": {"kiv": {"config": {"enabled": 1}}}})";
    std::string const serve = "$kivd --stdio --clock virtual ";

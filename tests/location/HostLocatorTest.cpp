@@ -105,6 +105,28 @@ TEST( HostLocator, AHostIsFollowed ) {
    EXPECT_EQ( it.held(), 0u );
 }
 
+TEST( HostLocator, OneVniAtATimeFollowsAHost ) {
+   Fabric it;
+   it.tables( 0x1000001 ); // no VNI, which stops nobody else
+   it.bind( hostIp, mac1 );
+   it.learn( mac1, vtep1 );
+   it.pairAt( vtep1, "a" );
+   it.pairAt( vtep2, "c" );
+   auto const host = it.intercept();
+   it.start();
+   EXPECT_EQ( it.place(), "100 1 a" );
+   it.learn( mac1, vtep2, 50 );
+   it.tables( 50 )->ipToMacTableIs( { hostIp, mac1 } );
+   EXPECT_EQ( it.place(), "50 1 c" );
+   it.pairAt( vtep1, "b" );
+   it.dir->entityPtrDel( "100" );
+   EXPECT_EQ( it.place(), "50 1 c" );
+   EXPECT_EQ( it.held(), 2u );
+   host->switchPairIs( SwitchPair() ); // it ages out, and another VTEP's switches do not bring it back
+   it.pairAt( vtep1, "a" );
+   EXPECT_EQ( it.place(), "50 1 none" );
+}
+
 TEST( HostLocator, TwoHostsOfOneMacDoNotTakeEachOtherAway ) {
    Fabric it;
    for( unsigned const vni : { 50, 100 } ) it.tables( vni );
