@@ -298,10 +298,11 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
    void dropUnconfiguredHosts( PolicyRunningInfo & running, ServicePolicy const & policy );
    void dropRestoredPolicy( PolicyRunningInfo & running );
    void withdrawOutdatedFragments();
-   bool hasMachine( Lum::String const & fragmentName ) const;
+   Lum::Ptr< ServicePolicyPerVniSm > machineOf( Lum::String const & fragmentName );
    void withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
                                PolicyRunningInfo const & running );
-   bool withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, PolicyRunningInfo const & running );
+   bool withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+                               ServicePolicyPerVniSm const & machine );
    void revokeIfQuiet( ServicePolicyPerVniSm & machine, Lum::String const & policyName );
 };
 

@@ -62,28 +62,29 @@ void ServicePolicyConfigSm::dropRestoredPolicy( PolicyRunningInfo & running ) {
 // Runs once, after the policies have come up: what they want is published by now, and what no machine knows of is
 // nobody's any more. Without this a group, a host or a port that went during the outage would stay on the switches.
 void ServicePolicyConfigSm::withdrawOutdatedFragments() {
-   for( auto const & [ switchId, entity ] : policyPublishBaseDir()->entityPtr() ) {
+   for( auto const & [ name, entity ] : policyPublishBaseDir()->entityPtr() ) {
       auto const published = Lum::narrow< V1::KivPolicyFragment >( entity );
       if( !published ) continue;
+      auto const switchId = Harbor::systemIdFromString( name ).switchId();
       for( auto const & [ fragmentName, fragment ] : published->policyFragment() ) {
-         if( hasMachine( fragmentName ) ) {
-            auto const running = servicePolicyBrainSm( getPolicyName( fragmentName ) )->policyRunningInfo();
-            withdrawOutdatedPorts( *fragment, switchId, *running );
-            if( withdrawOutdatedHosts( *fragment, *running ) ) continue;
+         if( auto const machine = machineOf( fragmentName ) ) {
+            withdrawOutdatedPorts( *fragment, switchId, *machine->policyRunningInfo() );
+            if( withdrawOutdatedHosts( *fragment, switchId, *machine ) ) continue;
          }
-         TRACE6( trace(), " Withdrawing ", fragmentName, " from ", switchId );
-         revokePublishedPolicy( switchId, fragmentName, policyPublishBaseDir(), policyHelperInfo() );
+         TRACE6( trace(), " Withdrawing ", fragmentName, " from ", name );
+         revokePublishedPolicy( name, fragmentName, policyPublishBaseDir(), policyHelperInfo() );
       }
    }
 }
 
-bool ServicePolicyConfigSm::hasMachine( Lum::String const & fragmentName ) const {
+// The machine that published a fragment, if its group is ready to publish; else null.
+Lum::Ptr< ServicePolicyPerVniSm > ServicePolicyConfigSm::machineOf( Lum::String const & fragmentName ) {
    auto const brain = servicePolicyBrainSm( getPolicyName( fragmentName ) );
-   if( !brain || !brain->policyInfoReady() ) return false;
+   if( !brain || !brain->policyInfoReady() ) return nullptr;
    for( auto const & [ vni, machine ] : brain->policyPerVniSm() ) {
-      if( machine->fragmentName() == fragmentName ) return true;
+      if( machine->fragmentName() == fragmentName ) return machine;
    }
-   return false;
+   return nullptr;
 }
 
 void ServicePolicyConfigSm::withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
@@ -91,30 +92,32 @@ void ServicePolicyConfigSm::withdrawOutdatedPorts( V1::ServicePolicyFragment & f
    for( auto const & [ side, ports ] : fragment.serviceIntfSet() ) {
       auto const set = serviceIntfConfig()->intfSet( side == "near" ? running.nearIntfUuid() : running.farIntfUuid() );
       for( auto const & [ intf, member ] : ports->intf() ) {
-         SwitchIntfPair const port( Harbor::systemIdFromString( switchId ).switchId(), intf );
+         SwitchIntfPair const port( switchId, intf );
          if( !set || set->intf( port ) == ServiceInterface( port ) ) removeServiceIntf( fragment, side, intf );
       }
    }
 }
 
 // Returns whether the switch still needs the fragment: not when the last host behind it went.
-bool ServicePolicyConfigSm::withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment,
-                                                   PolicyRunningInfo const & running ) {
+bool ServicePolicyConfigSm::withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+                                                   ServicePolicyPerVniSm const & machine ) {
+   bool const serviceVtep = machine.policyRunningInfo()->serviceVtepSwitchId( switchId );
    bool withdrawn = false;
    bool diverts = false;
    for( auto const & [ flowName, flow ] : fragment.flow() ) {
-      auto const host = hostOfFlow( flowName );
-      if( !host ) continue;
-      if( running.hostInfo( *host ) ) {
+      auto const ip = hostOfFlow( flowName );
+      if( !ip ) continue;
+      auto const host = machine.host( *ip );
+      if( host && ( serviceVtep || host->insideVtepSwitchPair().isMember( switchId ) ) ) {
          diverts = true;
       } else {
-         removeHostFlow( fragment, *host );
+         removeHostFlow( fragment, *ip );
          withdrawn = true;
       }
    }
    if( !withdrawn || diverts ) return true;
    fragment.flowDel( PolicyFlowName::insideVtepEgress ); // the service flows go with the quiet rounds
-   return fragment.grCookie() && fragment.grCookie()->isServiceVtep();
+   return serviceVtep;
 }
 
 } // namespace Kiv
