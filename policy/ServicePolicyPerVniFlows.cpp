@@ -134,11 +134,10 @@ void ServicePolicyPerVniSm::clearServiceVtep( Lum::String switchId ) {
 
 void ServicePolicyPerVniSm::manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAddr ip, SwitchPair pair ) {
    TRACE8( trace(), " IP: ", ip, " SW: ", pair );
-   // Rules on a service VTEP stay until the service side itself is cleared.
-   if( parent()->matchesServiceVtep( pair ) ) return;
    bool const last = activeHostsPerInsideVtep( pair ) <= 1;
    for( auto const & member : { pair.first(), pair.second() } ) {
-      if( member.empty() ) continue;
+      // Rules on a service VTEP stay until the service side itself is cleared; not so on its peer, if that is none.
+      if( member.empty() || policyRunningInfo()->serviceVtepSwitchId( member ) ) continue;
       if( last ) {
          TRACE6( trace(), " Unpublish policy: No more hosts on: ", pair, " vni: ", originalVni(),
                  " on switch: ", member );
