@@ -122,9 +122,13 @@ void ServicePolicyPerVniSm::clearServiceVtep( Lum::String switchId ) {
       revokeFragment( switchId );
       return;
    }
-   // It is an inside VTEP, too, and keeps its intercept flows.
+   // It is an inside VTEP, too, and keeps the intercept flows of its own hosts. Nobody would ever take back the
+   // others'.
    auto const fragment = publishedFragment( switchId );
    if( !fragment ) return;
+   for( auto const & [ ip, running ] : host() ) {
+      if( !running->insideVtepSwitchPair().isMember( switchId ) ) fragment->flowDel( insideIngressFlowName( ip ) );
+   }
    fragment->flowDel( PolicyFlowName::serviceVtepEgress );
    fragment->flowDel( PolicyFlowName::serviceVtepIngress );
    fragment->serviceIntfSetDel( "near" );
