@@ -1,5 +1,7 @@
 #include "agent/KivUtils.h"
 
+#include "agent/KivLocalTypes.h"
+
 #include "platform/ribbon/TwinRibbon.h"
 
 #include <algorithm>
@@ -36,6 +38,16 @@ Lum::String switchIdFromSystemId( Lum::String const & systemId ) {
    std::string id = systemId.str();
    std::replace( id.begin(), id.end(), '-', ':' );
    return id;
+}
+
+Lum::String insideIngressFlowName( Neroli::IpGenAddr ip ) {
+   return Lum::textOf( PolicyFlowName::insideVtepIngress, "-", ip );
+}
+
+std::optional< Neroli::IpGenAddr > hostOfFlow( Lum::String const & flowName ) {
+   auto const dash = flowName.view().rfind( '-' );
+   if( dash == std::string_view::npos ) return std::nullopt;
+   return Neroli::IpGenAddr::parse( flowName.view().substr( dash + 1 ) );
 }
 
 } // namespace Kiv

@@ -2,7 +2,10 @@
 #pragma once
 
 #include "platform/kiv/SwitchPair.h"
+#include "platform/neroli/IpGenAddr.h"
 #include "platform/vxlan/Vni.h"
+
+#include <optional>
 
 namespace Kiv {
 
@@ -17,5 +20,10 @@ Lum::String fragmentNameOf( Lum::String const & policy, Vxlan::VniOrNone origina
 Lum::String getPolicyName( Lum::String const & fragmentName );
 /// The switch id of a directory key: every "-" becomes ":".
 Lum::String switchIdFromSystemId( Lum::String const & systemId );
+
+/// The name of the flow that diverts a host's traffic on its own switch.
+Lum::String insideIngressFlowName( Neroli::IpGenAddr ip );
+/// The host of such a name: the address behind the last "-". None for the flows that serve no single host.
+std::optional< Neroli::IpGenAddr > hostOfFlow( Lum::String const & flowName );
 
 } // namespace Kiv

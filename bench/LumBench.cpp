@@ -49,28 +49,6 @@ class OneFruitSm : public Lum::PtrInterface {
 
 Lum::Ptr< Tree > makeTree() { return new Tree( "oak" ); }
 
-/// Of several makes, so that the compiler cannot guess whose call it is.
-struct Plain {
-   virtual ~Plain() = default;
-   virtual void call() = 0;
-};
-struct Up final : Plain {
-   void call() override { ++calls; }
-};
-struct Down final : Plain {
-   void call() override { --calls; }
-};
-
-void virtualCall( benchmark::State & state ) {
-   Up up;
-   Down down;
-   Plain * object = state.max_iterations ? static_cast< Plain * >( &up ) : &down;
-   for( auto _ : state ) {
-      benchmark::DoNotOptimize( object ); // its type is not known to the compiler
-      object->call();
-   }
-}
-
 void valueSet( benchmark::State & state, int reactors, char const * mark ) {
    auto const tree = makeTree();
    std::vector< Lum::Ptr< HeightSm > > machines;
@@ -127,7 +105,6 @@ void oneKeyOfMany( benchmark::State & state, char const * mark ) {
 
 void registerAll() {
    using benchmark::RegisterBenchmark;
-   RegisterBenchmark( unitName, virtualCall );
    RegisterBenchmark( "a value is set, 1 reactor", valueSet, 1, "2.5" );
    RegisterBenchmark( "a value is set, 64 reactors", valueSet, 64, "100" );
    auto const nothing = []( Tree &, unsigned ) {};
@@ -148,10 +125,4 @@ void registerAll() {
 
 } // namespace Bench
 
-int main( int argc, char ** argv ) {
-   benchmark::Initialize( &argc, argv );
-   if( benchmark::ReportUnrecognizedArguments( argc, argv ) ) return 1;
-   Bench::registerAll();
-   Bench::Table table;
-   benchmark::RunSpecifiedBenchmarks( &table );
-}
+int main( int argc, char ** argv ) { return Bench::run( argc, argv, Bench::registerAll ); }

@@ -18,13 +18,6 @@ Lum::LogHandle const
                              "policy for the specified VNI.",
                              Lum::CallSupportIfPersists, 0.0, 1.0, static_cast< unsigned char >( 0 ) );
 
-/// The host of an inside ingress flow. A name that ends in no address gives the unset one, which no host has.
-Neroli::IpGenAddr hostOfFlow( Lum::String const & flowName ) {
-   auto const dash = flowName.view().rfind( '-' );
-   if( dash == std::string_view::npos ) return {};
-   return Neroli::IpGenAddr::parse( flowName.view().substr( dash + 1 ) ).value_or( Neroli::IpGenAddr() );
-}
-
 } // namespace
 
 using FragmentSm = ErrorStatusPerVtepSm::FragmentSm;
@@ -52,6 +45,7 @@ void FragmentSm::handleFlowStatus( Lum::Name flowName ) {
       TRACE6( trace(), " no policy running info for ", policy, ", return" );
       return;
    }
+   runningIs( running );
    auto const switchId = switchIdFromSystemId( parent()->name() );
    auto const status = fragment()->flowStatus( flowName );
    if( !status ) TRACE6( trace(), " flowStatus is removed." ); // which counts like any other change
@@ -59,6 +53,12 @@ void FragmentSm::handleFlowStatus( Lum::Name flowName ) {
       Lum::log( redirectRuleProgramError, switchId, policy, fragment()->originalVni() );
    }
    checkAndUpdateFlowConvergence( flowName, running, switchId );
+}
+
+// A host may join its group after the report of its flow, and the switch has no reason to report it again.
+void FragmentSm::handleHost( Lum::Ptr< HostRunningInfo > host ) {
+   if( !initialized() || running()->hostInfo( host->ip() ) != host ) return;
+   if( isFlowProgrammed( insideIngressFlowName( host->ip() ) ) ) host->insideVtepIngressFlowPresentIs( true );
 }
 
 void FragmentSm::checkAndUpdateFlowConvergence( Lum::String flowName, Running const & running, Lum::String switchId ) {
@@ -88,7 +88,7 @@ void FragmentSm::setFlowConvergence( Running const & running, Lum::String switch
 // While a host moves, or sits behind a pair, one switch may drop its flow and another hold it: it is present then. Only
 // a flow that is not programmed here makes the others be asked.
 void FragmentSm::checkAndUpdateIngressFlowPresent( Running const & running, Lum::String flowName, bool flowPresent ) {
-   auto const ip = hostOfFlow( flowName );
+   auto const ip = hostOfFlow( flowName ).value_or( Neroli::IpGenAddr() ); // the unset one, which no host has
    bool const present = flowPresent || parent()->insideIngressFlowProgrammed( ip, fragmentName() );
    setInsideIngressFlowPresent( running, ip, present );
 }

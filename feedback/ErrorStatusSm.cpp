@@ -1,6 +1,7 @@
 #include "feedback/KivErrorStatus.h"
 
 #include "agent/KivLocalTypes.h"
+#include "agent/KivUtils.h"
 #include "platform/ribbon/TwinRibbon.h"
 
 TRACE_MODULE( "KivErrorStatus" );
@@ -31,7 +32,7 @@ void ErrorStatusSm::handleKivPolicyStatusDir( Lum::Name key ) {
 bool ErrorStatusSm::insideIngressFlowProgrammed( Neroli::IpGenAddr const & ip, Lum::String fragName,
                                                  Lum::Name excludingVtep ) const {
    TRACE8( trace(), " ip: ", ip, " fragName: ", fragName, " excludingVtep: ", excludingVtep );
-   Lum::String const flowName = Lum::textOf( PolicyFlowName::insideVtepIngress, "-", ip );
+   Lum::String const flowName = insideIngressFlowName( ip );
    for( auto const & [ name, perVtepSm ] : errorStatusPerVtepSm() ) {
       if( name == excludingVtep ) {
          TRACE6( trace(), " skipping for ", name );

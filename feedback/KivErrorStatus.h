@@ -30,6 +30,8 @@ class ErrorStatusPerVtepSm : public Lum::PtrInterface {
       LUM_ARG_INPUT( fragment, V1::ServicePolicyFragmentStatus const, LUM_ON( flowStatus, handleFlowStatus ) );
       LUM_PARENT( parent, ErrorStatusPerVtepSm );
 
+      // The group, as soon as it is there.
+      LUM_INPUT( running, PolicyRunningInfo, LUM_ON_MEMBERSHIP( hostInfo, handleHost ) );
       LUM_LOCAL( initialized, bool );
 
       Lum::String fragmentName() const { return fragment()->name(); }
@@ -37,6 +39,7 @@ class ErrorStatusPerVtepSm : public Lum::PtrInterface {
       void handleInitialized();
       void handleFlowStatus();
       void handleFlowStatus( Lum::Name flowName );
+      void handleHost( Lum::Ptr< HostRunningInfo > host );
       /// The fragment or its switch is gone: its service flows have not converged, and its hosts' flows count no more.
       void cleanup();
 

@@ -1,5 +1,6 @@
 #include "policy/KivPolicyFragment.h"
 
+#include "agent/KivUtils.h"
 #include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"
 
@@ -28,17 +29,6 @@ V1::PolicyFlowInfo constructFlow( Lum::String name, Vxlan::VniOrNone matchVni, N
    flow.serviceIntf = std::move( serviceIntf );
    TRACE7( trace(), " return" );
    return flow;
-}
-
-Lum::String insideIngressFlowName( Neroli::IpGenAddr ip ) {
-   return Lum::textOf( PolicyFlowName::insideVtepIngress, "-", ip );
-}
-
-std::optional< Neroli::IpGenAddr > hostOfFlow( Lum::String const & flowName ) {
-   auto const prefix = std::string( PolicyFlowName::insideVtepIngress ) + "-";
-   auto const name = flowName.view();
-   if( !name.starts_with( prefix ) ) return std::nullopt;
-   return Neroli::IpGenAddr::parse( name.substr( prefix.size() ) );
 }
 
 void removeHostFlow( V1::ServicePolicyFragment & fragment, Neroli::IpGenAddr ip ) {

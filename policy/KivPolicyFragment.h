@@ -14,19 +14,12 @@
 #include "platform/kiv/PolicyFragment.h"
 #include "platform/lum/Dir.h"
 
-#include <optional>
-
 namespace Kiv {
 
 /// A flow of the given fields; all others stay zero.
 V1::PolicyFlowInfo constructFlow( Lum::String name, Vxlan::VniOrNone matchVni, Neroli::EthAddr matchSMac,
                                   Neroli::EthAddr matchDstMac, Vxlan::VniOrNone rewriteVni,
                                   V1::InterceptPoint interceptAt, Lum::String serviceIntf );
-
-/// The name of the flow that diverts a host's traffic on its own switch.
-Lum::String insideIngressFlowName( Neroli::IpGenAddr ip );
-/// The host of such a name; none for the flows that serve no single host.
-std::optional< Neroli::IpGenAddr > hostOfFlow( Lum::String const & flowName );
 
 /// Takes a host's ingress flow and its cookie out of a fragment; absent ones are passed over.
 void removeHostFlow( V1::ServicePolicyFragment & fragment, Neroli::IpGenAddr ip );

@@ -5,6 +5,8 @@
 #include "policy/KivPolicyFragment.h"
 #include "policy/KivServicePolicySm.h"
 
+#include <set>
+
 TRACE_MODULE( "KivServicePolicy" );
 
 namespace Kiv {
@@ -40,8 +42,10 @@ void ServicePolicyConfigSm::adoptRestoredPolicy( PolicyRunningInfo & running, Se
 }
 
 void ServicePolicyConfigSm::dropUnconfiguredHosts( PolicyRunningInfo & running, ServicePolicy const & policy ) {
+   std::set< Neroli::IpGenAddr > wanted; // with whatever mask
+   for( auto const & [ key, flow ] : policy.interceptFlow() ) wanted.insert( key.address() );
    for( auto const & [ ip, host ] : running.hostInfo() ) {
-      if( policy.interceptFlow( Neroli::IpGenAddrWithMask( ip ) ) != InterceptFlowInfo() ) continue;
+      if( wanted.contains( ip ) ) continue;
       TRACE6( trace(), " Remove IP to policy for ", ip, " as it becomes unconfigured" );
       policyHelperInfo()->ipToPolicyDel( ip );
       running.hostInfoDel( ip );

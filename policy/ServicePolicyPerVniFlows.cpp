@@ -1,6 +1,7 @@
 // The flows of one original VNI: installing and removing them in the order that keeps traffic flowing.
 #include "policy/KivServicePolicySm.h"
 
+#include "agent/KivUtils.h"
 #include "platform/ribbon/TwinRibbon.h"
 #include "policy/KivPolicyFragment.h"
 
@@ -57,8 +58,11 @@ void ServicePolicyPerVniSm::createInterceptFlowRules( Neroli::IpGenAddr ip, Lum:
    auto const fragment = makeFragment( switchId );
    fragment->flowIs( ingress );
    fragment->flowIs( egress );
-   // A service VTEP that is not the host's own switch keeps no cookie of the host.
-   if( !running->insideVtepSwitchPair().isMember( switchId ) ) return;
+   // A service VTEP that is not the host's own switch, or is it no more, keeps no cookie of the host.
+   if( !running->insideVtepSwitchPair().isMember( switchId ) ) {
+      fragment->grCookie()->interceptInfoDel( ip );
+      return;
+   }
    TRACE6( trace(), "creating grCookie for ", ip, " ", running->mac() );
    V1::InterceptInfoCookie cookie;
    cookie.interceptIp = ip;

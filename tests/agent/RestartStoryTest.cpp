@@ -93,6 +93,22 @@ TEST( Restart, InEachPhaseComesToTheSameEnd ) {
    }
 }
 
+TEST( Restart, KeepsAHostThatCameFromAServiceVtepWhereItIs ) {
+   Fabric fabric;
+   build( fabric );
+   fabric.group( "web", { "10.0.0.2" } );
+   fabric.host( "10.0.0.2", "02:00:aa:00:00:02", 'A' ); // a first sighting is taken as it is
+   fabric.switchesAnswer();
+   fabric.host( "10.0.0.2", "02:00:aa:00:00:02", 'D', 5010, 2 );
+   fabric.switchesAnswer();
+   fabric.host( "10.0.0.2", "02:00:aa:00:00:02", 'A', 5010, 3 ); // its redirected traffic
+   fabric.journal();
+   fabric.restart();
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.journal(), std::vector< std::string >() );
+   EXPECT_TRUE( fabric.flows( 'D' ).contains( "InsideVtepIngress-10.0.0.2" ) );
+}
+
 TEST( Restart, TheMajorityOfTheSwitchesKeepsTheServiceVni ) {
    Fabric fabric;
    build( fabric );

@@ -98,6 +98,15 @@ TEST_F( ErrorStatusTest, AHostsFlowIsPresentWhileAnySwitchHoldsIt ) {
    }
 }
 
+TEST_F( ErrorStatusTest, AHostMayJoinAfterTheReportOfItsFlow ) {
+   for( char const * flow : { "InsideVtepIngress-10.0.0.7", "InsideVtepIngress-10.0.0.8" } ) {
+      report( switchA, "dmz-web-100", flow, 2 );
+   }
+   report( switchA, "dmz-web-100", "InsideVtepIngress-10.0.0.8", 1 );
+   EXPECT_TRUE( web->hostInfoIs( Neroli::IpGenAddr( "10.0.0.7" ) )->insideVtepIngressFlowPresent() );
+   EXPECT_FALSE( web->hostInfoIs( Neroli::IpGenAddr( "10.0.0.8" ) )->insideVtepIngressFlowPresent() );
+}
+
 TEST_F( ErrorStatusTest, ForeignReportsChangeNothing ) {
    report( switchA, "dmz-web-100", "InsideVtepIngress-2001:db8::1", 2 );
    auto const exceptions = Lum::notificationExceptions();
