@@ -16,7 +16,7 @@ using State = PolicyRunningState;
 template< class Condition >
 std::uint64_t countHosts( ServicePolicyPerVniSm const & machine, Condition condition ) {
    std::uint64_t count = 0;
-   for( auto const & [ ip, running ] : machine.host() ) count += condition( *running );
+   for( auto walk = machine.host().begin(); walk; walk.advance() ) count += condition( *walk.node().value );
    return count;
 }
 

@@ -30,9 +30,7 @@ class SwitchPair {
    Lum::String getValidSwitch() const { return first_.empty() ? second_ : first_; }
    /// True if every member of `pair` is a member here, and one here is not there. The empty pair is included in every
    /// other one.
-   bool strictInclude( SwitchPair const & pair ) const {
-      return pair.difference( *this ).members() == 0 && difference( pair ).members() > 0;
-   }
+   bool strictInclude( SwitchPair const & pair ) const { return includes( pair ) && !pair.includes( *this ); }
    /// The members that are not in `pair`, each in its slot.
    SwitchPair difference( SwitchPair const & pair ) const {
       return SwitchPair( pair.isMember( first_ ) ? Lum::String() : first_,
@@ -51,6 +49,10 @@ class SwitchPair {
    static SwitchPair sequenceToValue( std::string_view & rest );
 
  private:
+   bool includes( SwitchPair const & pair ) const {
+      return ( pair.first_.empty() || isMember( pair.first_ ) ) && ( pair.second_.empty() || isMember( pair.second_ ) );
+   }
+
    Lum::String first_;
    Lum::String second_;
 };

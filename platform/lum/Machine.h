@@ -224,6 +224,7 @@ class MachineSlot {
 #define LUM_MACHINE( Self )                                                                                            \
    LUM_TABLE( Self );                                                                                                  \
    static Lum::Rank< 0 > lumArgumentCount( Lum::Rank< 0 > );                                                           \
+   static void lumArgument( void ); /* for a class without arguments: a name to look up */                             \
    Lum::String fwkType() const override { return Lum::typeName< Self >(); }                                            \
    Lum::String fwkKey() const override { return Lum::machineKey( *this ); }                                            \
    void hasNotificationActiveIs( bool active ) override {                                                              \
