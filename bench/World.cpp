@@ -1,7 +1,7 @@
 #include "bench/World.h"
 
+#include "agent/KivUtils.h"
 #include "platform/ribbon/Ribbon.h"
-#include "policy/KivPolicyFragment.h"
 
 #include <ctime>
 
