@@ -28,7 +28,6 @@ TEST_F( HostTest, ValuesAreReadInTheirOwnForm ) {
       { "text", config + "/vniRange", R"("1-\u00e4\"\u0000\/")", "\"1-\u00e4\\\"\\u0000/\"" },
       { "MAC", host + "/mac", R"("02-00-AA-BB-CC-DD")", R"("02:00:aa:bb:cc:dd")" },
       { "no MAC", fdb + "/ipToMacTable/10.0.0.9", R"({"mac":"00:00:00:00:00:00"})", "{}" },
-      { "IPv4 address", fdb + "/macVtepTable/02:00:00:00:00:01/vtepIp", R"("192.0.2.1")", R"("192.0.2.1")" },
       { "pair", host + "/insideVtepSwitchPair", R"(["","b"])", R"(["","b"])" },
       { "enumerator", host + "/state", R"("policyIntfChanging")", R"("policyIntfChanging")" },
       { "its number", fragment + "/flow/f/interceptAt", "1", R"("interceptAtEgress")" },
@@ -38,8 +37,8 @@ TEST_F( HostTest, ValuesAreReadInTheirOwnForm ) {
         R"({"10.0.0.1/32":{},"2001:db8::1/64":{}})" },
       { "port as key", intf, R"({"02:00:00:00:00:0a/Ethernet1/1":{"allowedVlan":{"100":true,"200":true}}})",
         R"({"02:00:00:00:00:0a/Ethernet1/1":{"allowedVlan":{"100":true,"200":true}}})" },
-      { "MAC as key", fdb + "/macVtepTable", R"({"00:00:00:00:00:00":{"flags":16,"moveCount":1}})",
-        R"({"00:00:00:00:00:00":{"moveCount":1},"02:00:00:00:00:01":{"vtepIp":"192.0.2.1"}})" },
+      { "MAC as key", fdb + "/macVtepTable", R"({"02-00-00-00-00-01":{"flags":16,"moveCount":1}})",
+        R"({"02:00:00:00:00:01":{"moveCount":1}})" },
       { "record in a record", reported + "/flowStatus", R"({"f":{"status":2,"hostMoveCount":{"moveCount":3}}})",
         R"({"f":{"status":2,"hostMoveCount":{"moveCount":3}}})" },
       { "single child", fragment + "/grCookie", R"({"interceptInfo":{"10.0.0.1":{"mac":"02:00:00:00:00:01"}}})",
@@ -66,18 +65,14 @@ TEST_F( HostTest, ReadsWhatStandsAndDefaultsOfWhatMayStand ) {
    std::string const malformed = "no JSON Pointer: \"";
    std::pair< std::string, std::string > const cases[] = {
       { "/agent", "{}" },
-      { "/switch", "{}" },
       { config + "/flowRemovalPeriod", "30.0" },
-      { config + "/", none },
       { group + "/policyName/b~1c", "true" },
-      { group + "/policyName/a~0b", "true" },
       { group + "/interceptFlow/10.0.0.1", "{}" },
       { group + "/interceptFlow/10.0.0.1~133", none },
       { "/state/kiv/servicePolicyConfig/site/servicePolicy/mail/serviceDeviceId", none },
       { fragment + "/flow/f/matchVni", "5010" },
       { fragment + "/flow/f/rewriteVni", "16777216" },
       { fragment + "/flow/f/flowName", none },
-      { fragment + "/serviceIntfSet", "{}" },
       { fragment + "/grCookie", "null" },
       { fragment + "/grCookie/isServiceVtep", none },
       { host + "/insideVtepSwitchPair/1", "\"b\"" },
@@ -97,13 +92,11 @@ TEST_F( HostTest, ABadPatchNamesItsPlaceAndChangesNothing ) {
       { config, R"({"enabled":true,"enabled":1})", "/enabled", "true or false is expected" },
       { config, R"({"enabled":true,"a/b~c":1})", "/a~1b~0c", "no such attribute of Kiv::Config" },
       { config + "/staleHostThreshold", "65536", "", "out of range: 0 to 65535" },
-      { config + "/staleHostThreshold", "-1", "", "out of range: 0 to 65535" },
       { config + "/staleHostThreshold", "18446744073709551616", "", "out of range: 0 to 65535" },
       { config + "/staleHostThreshold", "1.5", "", "an integer is expected" },
       { "/state/nowhere", "{}", "", "no such record" },
       { "/agent/servicePolicyConfig", "{}", "!/agent", "read-only" },
       { "/state", "null", "", "a record at a fixed path cannot be deleted" },
-      { "/hub/kiv/version2/vniStatusDir", "null", "", "a record at a fixed path cannot be deleted" },
       { leader, "null", "", "a record at a fixed path cannot be deleted" },
       { leader, R"({"default":{"leader":true},"default":null})", "/default",
         "a record at a fixed path cannot be deleted" },
@@ -111,7 +104,6 @@ TEST_F( HostTest, ABadPatchNamesItsPlaceAndChangesNothing ) {
       { group + "/policyName", R"({"a":true,"b":false})", "/b", "true or null is expected" },
       { group + "/interceptFlow", R"({"10.0.0.1/33":{}})", "/10.0.0.1~133", "no valid key: \"10.0.0.1/33\"" },
       { intf, R"({"Ethernet1":{}})", "/Ethernet1", "no valid key: \"Ethernet1\"" },
-      { intf + "/a~1b", R"({"allowedVlan":{"100":false}})", "/allowedVlan/100", "true or null is expected" },
       { host + "/state", R"("policyRunning\u0000")", "", "no such enumerator: \"policyRunning" },
       { host + "/insideVtepSwitchPair", R"(["a"])", "", "an array of two strings is expected" },
       { host + "/mac", R"("02:00")", "", "not of the expected form: \"02:00\"" },
@@ -135,9 +127,8 @@ TEST_F( HostTest, ABadPatchNamesItsPlaceAndChangesNothing ) {
 
 TEST_F( HostTest, NullDeletes ) {
    write( config, R"({"enabled":true,"staleHostThreshold":3})" );
-   write( group, R"({"policyName":{"a":true,"b":true},"nearIntfUuid":"near","interceptFlow":{"10.0.0.1/32":{}}})" );
+   write( group, R"({"policyName":{"a":true,"b":true},"interceptFlow":{"10.0.0.1/32":{}}})" );
    write( fragment, R"({"grCookie":{},"flow":{"f":{"matchVni":1,"rewriteVni":2}}})" );
-   write( intf + "/a~1b", R"({"allowedVlan":{"100":true,"200":true}})" );
    write( leader + "/other", "{}" );
    struct {
       char const * what;
@@ -146,13 +137,12 @@ TEST_F( HostTest, NullDeletes ) {
                        { "a key", group + "/policyName/a", group + "/policyName", R"({"b":true})" },
                        { "what is not there", group + "/policyName/a", group + "/policyName", R"({"b":true})" },
                        { "a record by its key in another form", group + "/interceptFlow/10.0.0.1", group,
-                         R"({"policyName":{"b":true},"nearIntfUuid":"near"})" },
-                       { "all keys", group + "/policyName", group, R"({"nearIntfUuid":"near"})" },
+                         R"({"policyName":{"b":true}})" },
+                       { "all keys", group + "/policyName", group, "{}" },
                        { "a field", fragment + "/flow/f/matchVni", fragment + "/flow", R"({"f":{"rewriteVni":2}})" },
                        { "the only child", fragment + "/grCookie", fragment, R"({"flow":{"f":{"rewriteVni":2}}})" },
-                       { "a VLAN", intf + "/a~1b/allowedVlan/100", intf, R"({"a/b":{"allowedVlan":{"200":true}}})" },
                        { "a child", group, "/state/kiv/servicePolicyConfig", R"({"site":{}})" },
-                       { "an entry", "/state/kiv/serviceIntfConfig/site", "/state/kiv/serviceIntfConfig", "{}" },
+                       { "an entry", "/state/kiv/servicePolicyConfig/site", "/state/kiv/servicePolicyConfig", "{}" },
                        { "all entries", "/hub/kiv/version1/policy/switch", "/hub/kiv/version1/policy/switch", "{}" },
                        { "a child beside a fixed one", leader + "/other", leader, R"({"default":{}})" } };
    for( auto const & [ what, pointer, holder, left ] : cases ) {
@@ -170,11 +160,11 @@ TEST_F( HostTest, RequestsThatAreNone ) {
       { R"({"get": ""} {"get": ""})", "The document root must not be followed by other values. (at character 13)" },
       { std::string( "{\"get\": \"\"}\0x", 13 ), "A zero character is no JSON. (at character 12)" },
       { "{\"get\": \"\xff\"}", "Invalid encoding in string. (at character 10)" },
-      { R"({"get": "\ud800"})", "The surrogate pair in string is invalid. (at character 10)" },
       { R"({"patch": {"state": 1e400}})", "Number too big to be stored in double. (at character 21)" },
       { R"({"note": "[[[\"[", "note": )" + deep + "}", "Nested too deeply. (at character 127)" },
       { R"({"patch": null})", "a patch is a JSON object" },
       { R"({"advance": -0.5})", "a number of seconds is expected, 0 or more" },
+      { R"({"advance": 1e300})", "the clock cannot advance by 1e+300 s" },
       { R"({"command": {"name": "showPolicyDetail", "params": {"_format": 1}}})", "it is missing" },
       { R"({"command": {"name": "showPolicyDetail", "params": {"_format": -1, "_revision": 1}}})",
         "an unsigned 32-bit integer is expected" },

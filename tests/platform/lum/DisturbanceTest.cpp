@@ -7,15 +7,18 @@
 namespace Actors {
 namespace {
 
-/// Subscribes in every kind there is, each to an attribute of its own.
+/// Subscribes in every kind there is: of a tree, each to an attribute of its own.
 class WatcherSm : public Lum::PtrInterface {
    LUM_MACHINE( WatcherSm );
    LUM_ARG( id, int );
    LUM_ARG( stage, Stage * );
-   LUM_INPUT( tree, Tree, LUM_ON( height, handle ), LUM_ON_KEY( fruit, id7, handle ), LUM_ON( bird, handle ),
-              LUM_ON_MEMBER( leaf, level, handle ), LUM_ON_MEMBERSHIP( leaf, handle ) );
+   LUM_ARG( key, int );
+   LUM_INPUT( tree, Tree, LUM_ON( height, handle ), LUM_ON_KEY( fruit, key, handle ), LUM_ON( bird, handle ),
+              LUM_ON_MEMBER( leaf, level, handle ), LUM_ON_MEMBER( leaf, twig, handle ),
+              LUM_ON_MEMBERSHIP( leaf, handle ) );
+   LUM_INPUT( fruits, Tree, LUM_ON( fruit, handle ) );
+   LUM_INPUT( leaf, Leaf, LUM_ON( level, handle ) );
 
-   int id7() const { return 7; }
    void handleInitialized() {}
    template< class... Anything >
    void handle( Anything const &... ) {
@@ -23,20 +26,26 @@ class WatcherSm : public Lum::PtrInterface {
    }
 };
 
-/// Four watchers of one tree, numbered in the order of their registration.
+/// Watchers of one tree, numbered in the order of their registration.
 struct Scene {
-   Scene() {
-      tree->leafIs( "a" );
-      for( int id = 0; id < 4; ++id ) join( id );
+   explicit Scene( int count = 4 ) {
+      for( int id = 0; id < count; ++id ) join( id );
    }
-   void join( int id ) {
-      watchers[ id ] = Lum::Factory< WatcherSm >()( id, &stage );
-      watchers[ id ]->treeIs( tree );
+   Lum::Ptr< WatcherSm > add( int id, int key = 7 ) {
+      watchers[ id ] = Lum::Factory< WatcherSm >()( id, &stage, key );
+      return watchers[ id ];
    }
+   void join( int id ) { add( id )->treeIs( tree ); }
    void dropAll() { watchers.clear(); }
+   void forsakeTree() {
+      for( auto const & [ id, watcher ] : watchers ) watcher->treeDel();
+      tree = nullptr;
+   }
+   void hear2( bool heard ) { watchers[ 2 ]->hasNotificationActiveIs( heard ); }
 
    Stage stage;
    Lum::Ptr< Tree > tree = new Tree( "oak" );
+   Lum::Ptr< Leaf > const leaf = tree->leafIs( "a" );
    std::map< int, Lum::Ptr< WatcherSm > > watchers;
    int fired = 0;
    std::function< void() > fire;
@@ -68,32 +77,13 @@ Disturbance const disturbances[] = {
    { "itself and the next go", []( Scene & s ) { s.watchers.erase( 1 ), s.watchers.erase( 2 ); }, "0 1 3", "0 3" },
    { "all go", []( Scene & s ) { s.dropAll(); }, "0 1", "" },
    { "the entity goes, and all with it", []( Scene & s ) { s.dropAll(), s.tree = nullptr; }, "0 1", nullptr },
-   { "the entity loses its watchers",
-     []( Scene & s ) {
-        for( auto const & [ id, watcher ] : s.watchers ) watcher->treeDel();
-        s.tree = nullptr;
-     },
-     "0 1", nullptr },
-   { "the entity loses its watchers, and it raises",
-     []( Scene & s ) {
-        for( auto const & [ id, watcher ] : s.watchers ) watcher->treeDel();
-        s.tree = nullptr;
-        throw 1;
-     },
-     "0 1", nullptr },
+   { "the entity loses its watchers", []( Scene & s ) { s.forsakeTree(); }, "0 1", nullptr },
+   { "the entity loses its watchers, and it raises", []( Scene & s ) { s.forsakeTree(), throw 1; }, "0 1", nullptr },
    { "itself retargets", []( Scene & s ) { s.watchers[ 1 ]->treeDel(); }, "0 1 2 3", "0 2 3" },
-   { "the next retargets", []( Scene & s ) { s.watchers[ 2 ]->treeDel(); }, "0 1 3", "0 1 3" },
    { "the next becomes a zombie", []( Scene & s ) { s.watchers[ 2 ]->lumDoZombieReactors( true ); }, "0 1 3", "0 1 3" },
-   { "the next falls silent", []( Scene & s ) { s.watchers[ 2 ]->hasNotificationActiveIs( false ); }, "0 1 3",
-     "0 1 3" },
-   { "the next falls silent and is heard again",
-     []( Scene & s ) {
-        s.watchers[ 2 ]->hasNotificationActiveIs( false );
-        s.watchers[ 2 ]->hasNotificationActiveIs( true );
-     },
-     "0 1 3", "0 1 3 2" },
+   { "the next falls silent", []( Scene & s ) { s.hear2( false ); }, "0 1 3", "0 1 3" },
+   { "the next is heard anew", []( Scene & s ) { s.hear2( false ), s.hear2( true ); }, "0 1 3", "0 1 3 2" },
    { "one joins", []( Scene & s ) { s.join( 4 ); }, "0 1 2 3", "0 1 2 3 4" },
-   { "one joins and goes", []( Scene & s ) { s.join( 4 ), s.watchers.erase( 4 ); }, "0 1 2 3", "0 1 2 3" },
    { "one takes the place of the last", []( Scene & s ) { s.watchers.erase( 3 ), s.join( 4 ); }, "0 1 2", "0 1 2 4" },
    { "it fires again", []( Scene & s ) { s.fire(); }, "0 1 0 1 2 3 2 3", "0 1 2 3" },
    { "a nested visit loses the next",
@@ -127,107 +117,47 @@ TEST( Disturbance, AVisitSurvivesIt ) {
    }
 }
 
-class FruitSm : public Lum::PtrInterface {
-   LUM_MACHINE( FruitSm );
-   LUM_ARG( id, std::string );
-   LUM_ARG( stage, Stage * );
-   LUM_ARG_INPUT( tree, Tree const, LUM_ON( fruit, handle ) );
-   void handleInitialized() {}
-   void handle() { ADD_FAILURE(); }
-   void handle( int ) { stage()->called( id() ); }
-};
-
-class OneFruitSm : public Lum::PtrInterface {
-   LUM_MACHINE( OneFruitSm );
-   LUM_ARG( key, int );
-   LUM_ARG( id, std::string );
-   LUM_ARG( stage, Stage * );
-   LUM_ARG_INPUT( tree, Tree const, LUM_ON_KEY( fruit, key, handle ) );
-   void handleInitialized() {}
-   void handle() { stage()->called( id() ); }
-};
-
-class LeavesSm : public Lum::PtrInterface {
-   LUM_MACHINE( LeavesSm );
-   LUM_ARG( id, std::string );
-   LUM_ARG( stage, Stage * );
-   LUM_ARG_INPUT( tree, Tree const, LUM_ON_MEMBER( leaf, level, handle ), LUM_ON_MEMBER( leaf, twig, handle ) );
-   void handleInitialized() {}
-   void handle( Lum::Ptr< Leaf const > const & leaf ) { stage()->called( id() + leaf->name().str() ); }
-};
-
-class LeafSm : public Lum::PtrInterface {
-   LUM_MACHINE( LeafSm );
-   LUM_ARG( id, std::string );
-   LUM_ARG( stage, Stage * );
-   LUM_ARG_INPUT( leaf, Leaf const, LUM_ON( level, handle ) );
-   void handleInitialized() {}
-   void handle() { stage()->called( id() ); }
-};
-
 TEST( Visit, GoesByRegistrationAcrossTheKinds ) {
-   Stage stage;
-   Lum::Ptr< Tree > const tree( new Tree( "oak" ) );
-   auto const leaf = tree->leafIs( "x" );
-   std::vector< Lum::Ptr< Lum::PtrInterface > > kept;
-   auto const join = [ & ]( auto factory, auto const &... args ) { kept.push_back( factory( args... ) ); };
-   join( Lum::Factory< OneFruitSm >(), 7, "k1", &stage, tree );
-   join( Lum::Factory< FruitSm >(), "c2", &stage, tree );
-   join( Lum::Factory< OneFruitSm >(), 8, "k3", &stage, tree );
-   join( Lum::Factory< OneFruitSm >(), 7, "k4", &stage, tree );
-   join( Lum::Factory< LeavesSm >(), "m5", &stage, tree );
-   join( Lum::Factory< LeafSm >(), "l6", &stage, leaf );
-   join( Lum::Factory< FruitSm >(), "c7", &stage, tree );
-   join( Lum::Factory< LeavesSm >(), "m8", &stage, tree );
-
+   Scene scene( 1 );
+   scene.add( 1 )->fruitsIs( scene.tree );
+   scene.add( 2, 8 )->treeIs( scene.tree );
+   scene.add( 3 )->leafIs( scene.leaf );
+   scene.join( 4 );
+   scene.add( 5 )->fruitsIs( scene.tree );
+   auto & [ stage, tree, leaf, watchers, fired, fire ] = scene;
    tree->fruitIs( 7, 1 );
-   EXPECT_EQ( stage.logged(), "k1 c2 k4 c7" );
+   EXPECT_EQ( stage.logged(), "0 1 4 5" );
    tree->fruitDel( 7 );
-   EXPECT_EQ( stage.logged(), "k1 c2 k4 c7" );
+   EXPECT_EQ( stage.logged(), "0 1 4 5" );
    tree->fruitIs( 8, 0 );
-   EXPECT_EQ( stage.logged(), "c2 k3 c7" );
+   EXPECT_EQ( stage.logged(), "1 2 5" );
    leaf->levelIs( 1 );
-   EXPECT_EQ( stage.logged(), "m5x l6 m8x" );
-
-   // A change below a member is told of the member, not of what lies below it.
-   leaf->twigIs( 3 );
-   EXPECT_EQ( stage.logged(), "m5x m8x" );
-   leaf->twigDel( 3 );
-   EXPECT_EQ( stage.logged(), "m5x m8x" );
+   EXPECT_EQ( stage.logged(), "0 2 3 4" );
+   leaf->twigIs( 3 ); // of which the watchers of members are told
+   EXPECT_EQ( stage.logged(), "0 2 4" );
 
    // A disturbance of one kind by another.
-   stage.script[ "c2" ] = [ & ] { kept[ 3 ] = nullptr; };
+   stage.script[ "1" ] = [ & ] { watchers.erase( 4 ); };
    tree->fruitIs( 7, 1 );
-   EXPECT_EQ( stage.logged(), "k1 c2 c7" );
-   stage.script[ "c2" ] = [ & ] { join( Lum::Factory< FruitSm >(), "c9", &stage, tree ); };
+   EXPECT_EQ( stage.logged(), "0 1 5" );
+   stage.script[ "1" ] = [ & ] { scene.add( 6 )->fruitsIs( tree ); };
    tree->fruitIs( 7, 2 );
-   EXPECT_EQ( stage.logged(), "k1 c2 c7" ) << "one that joins is not called yet";
+   EXPECT_EQ( stage.logged(), "0 1 5" ) << "one that joins is not called yet";
    tree->fruitIs( 7, 3 );
-   EXPECT_EQ( stage.logged(), "k1 c2 c7 c9" );
+   EXPECT_EQ( stage.logged(), "0 1 5 6" );
 
    // A member that has left, be it during the visit, is watched by those only who watch it itself.
-   stage.script[ "m5x" ] = [ & ] { tree->leafDel( "x" ); };
+   stage.script[ "0" ] = [ & ] { tree->leafDel( "a" ); };
    leaf->levelIs( 2 );
-   EXPECT_EQ( stage.logged(), "m5x l6" );
+   EXPECT_EQ( stage.logged(), "0 0 2 3" ) << "that it has left is told, too";
    leaf->levelIs( 3 );
-   EXPECT_EQ( stage.logged(), "l6" );
-}
+   EXPECT_EQ( stage.logged(), "3" );
 
-TEST( Visit, TheListOfAKeyGoesWithItsLastSubscriber ) {
-   Stage stage;
-   Lum::Ptr< Tree > const tree( new Tree( "oak" ) );
-   auto const & lists = Tree::LumAttribute_fruit::keyNotifiees( *tree );
-   auto one = Lum::Factory< OneFruitSm >()( 7, "one", &stage, tree );
-   auto other = Lum::Factory< OneFruitSm >()( 7, "other", &stage, tree );
-   stage.script[ "one" ] = [ & ] { one = nullptr, other = nullptr; }; // within the visit of that very list
-   tree->fruitIs( 7, 1 );
-   EXPECT_EQ( stage.logged(), "one" );
-   EXPECT_EQ( lists.listIfAny( 7 ), nullptr );
-   one = Lum::Factory< OneFruitSm >()( 7, "again", &stage, tree );
-   tree->fruitDel( 7 );
-   EXPECT_EQ( stage.logged(), "again" );
-   one->lumDoZombieReactors( true );
-   EXPECT_EQ( lists.listIfAny( 7 ), nullptr );
+   // The list of a key goes with its last subscriber, be it during the visit of that very list.
+   stage.script[ "0" ] = [ & ] { watchers.clear(); };
+   tree->fruitIs( 7, 4 );
+   EXPECT_EQ( stage.logged(), "0" );
+   EXPECT_EQ( Tree::LumAttribute_fruit::keyNotifiees( *tree ).listIfAny( 7 ), nullptr );
 }
 
 } // namespace

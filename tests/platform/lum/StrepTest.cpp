@@ -43,20 +43,6 @@ TEST( Strep, ARecordIsReadFieldByField ) {
    EXPECT_TRUE( Lum::strepToValue< Outer >( Lum::valueToStrep( Outer() ).view() ) == Outer() );
 }
 
-TEST( Strep, AMapMayHaveKeysOfAnyType ) {
-   std::map< int, bool > const map{ { -1, true }, { 20, false } };
-   EXPECT_EQ( Lum::valueToStrep( map ), "{-1: True, 20: False}" );
-   EXPECT_EQ( ( Lum::strepToValue< std::map< int, bool > >( "{-1: True, 20: False}" ) ), map );
-}
-
-TEST( Strep, AValueLeavesWhatFollowsIt ) {
-   std::string_view rest = "'a', 7, rest";
-   EXPECT_EQ( Lum::sequenceToValue< Lum::String >( rest ), "a" );
-   Lum::needString( rest, ", " );
-   EXPECT_EQ( Lum::sequenceToValue< int >( rest ), 7 );
-   EXPECT_EQ( rest, ", rest" );
-}
-
 template< class T >
 void expectRefused( std::initializer_list< char const * > texts ) {
    for( auto const * text : texts ) EXPECT_THROW( Lum::strepToValue< T >( text ), Lum::RangeException ) << text;

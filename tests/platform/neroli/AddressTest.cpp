@@ -2,8 +2,8 @@
 #include "platform/neroli/EthAddr.h"
 #include "platform/neroli/IpGenAddr.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
-#include <unordered_map>
 
 using namespace Neroli;
 
@@ -39,35 +39,17 @@ TEST( IpGenAddr, ReadsExactlyTheTextsOfBothFamilies ) {
 }
 
 TEST( IpGenAddr, UnsetIsNoAddress ) {
+   EXPECT_THROW( ip( "10.0.0.x" ), Lum::RangeException );
    IpGenAddr const unset, any = IpAddr();
-   EXPECT_TRUE( !unset && !unset.isUnspecified() );
-   EXPECT_TRUE( !!any && any.isUnspecified() && ip( "::" ).isUnspecified() );
-   EXPECT_FALSE( ip( "::1" ).isUnspecified() );
+   EXPECT_TRUE( !unset && any.isUnspecified() && ip( "::" ).isUnspecified() );
+   EXPECT_FALSE( !any || unset.isUnspecified() || ip( "::1" ).isUnspecified() );
    EXPECT_FALSE( any == unset || any == ip( "::" ) );
-   EXPECT_EQ( IpAddr().stringValue(), "0.0.0.0" );
 }
 
 TEST( IpGenAddr, OrderIsByFamilyThenByNumber ) {
-   char const * const ascending[] = { "",   "0.0.0.0", "9.255.255.255", "10.0.0.0", "200.0.0.1",
-                                      "::", "::1",     "1::",           "f000::" };
-   for( std::size_t i = 0; i + 1 < std::size( ascending ); ++i ) {
-      SCOPED_TRACE( ascending[ i ] );
-      EXPECT_TRUE( ip( ascending[ i ] ) < ip( ascending[ i + 1 ] ) );
-      EXPECT_FALSE( ip( ascending[ i + 1 ] ) < ip( ascending[ i ] ) );
-   }
-}
-
-TEST( IpGenAddr, ABadTextIsNamedAndChangesNothing ) {
-   IpGenAddr address = ip( "10.0.0.1" );
-   try {
-      address.handleInitialized( "10.0.0.x" );
-      FAIL() << "accepted";
-   } catch( Lum::RangeException const & exception ) {
-      EXPECT_TRUE( std::string_view( exception.what() ).find( "10.0.0.x" ) != std::string_view::npos );
-   }
-   EXPECT_EQ( address, ip( "10.0.0.1" ) );
-   address.handleInitialized( "" );
-   EXPECT_TRUE( !address );
+   std::vector< IpGenAddr > const ascending{ ip( "" ),   ip( "0.0.0.0" ), ip( "9.255.255.255" ), ip( "10.0.0.0" ),
+                                             ip( "::" ), ip( "::1" ),     ip( "1::" ),           ip( "f000::" ) };
+   EXPECT_TRUE( std::is_sorted( ascending.begin(), ascending.end() ) );
 }
 
 TEST( IpGenAddrWithMask, ReadsWithAndWithoutMask ) {
@@ -88,25 +70,6 @@ TEST( EthAddr, ReadsBothFormsAndWritesLowerCase ) {
                                "02:00:aa:bb:cc:dd ", "02.00.aa.bb.cc.dd", "0200:aabb:ccdd:00", "" } );
    EXPECT_EQ( EthAddr( 0x0200aabbccdd ).stringValue(), "02:00:aa:bb:cc:dd" );
    EXPECT_THROW( EthAddr( 1ull << 48 ), Lum::RangeException );
-}
-
-/// The greatest share of one of 256 buckets that 4096 keys get, when the top bits choose; 16 would be even.
-template< class MakeKey >
-int fullestBucket( MakeKey makeKey ) {
-   std::unordered_map< std::uint64_t, int > buckets;
-   int fullest = 0;
-   for( std::uint32_t i = 0; i < 4096; ++i ) {
-      auto const key = makeKey( i );
-      fullest = std::max( fullest, ++buckets[ std::hash< std::decay_t< decltype( key ) > >()( key ) >> 56 ] );
-   }
-   return fullest;
-}
-
-TEST( Hash, NeighboursSpreadOverTheTopBits ) {
-   EXPECT_LT( fullestBucket( []( std::uint32_t i ) { return EthAddr( 0x020000000000 + i ); } ), 40 );
-   EXPECT_LT( fullestBucket( []( std::uint32_t i ) { return IpGenAddr( IpAddr( 0x0a000000 + i ) ); } ), 40 );
-   EXPECT_LT( fullestBucket( []( std::uint32_t i ) { return IpGenAddr( Ip6Addr( i, 1 ) ); } ), 40 );
-   EXPECT_LT( fullestBucket( []( std::uint32_t i ) { return IpGenAddrWithMask( IpAddr( i << 8 ) ); } ), 40 );
 }
 
 } // namespace
