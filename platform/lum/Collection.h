@@ -276,8 +276,6 @@ class RbTreeMap : public Walked< RbTreeMap< K, V > > {
    bool empty() const { return tree_.empty(); }
 
    Node * find( Key const & key ) const { return nodeAt( tree_.find( key ) ); }
-   /// The first member at or after `key`; null when there is none.
-   Node * findFrom( Key const & key ) const { return nodeAt( tree_.lower_bound( key ) ); }
 
    Node & insert( std::unique_ptr< Node > node ) {
       if( !tree_.insert( *node ).second ) assertDupKey();

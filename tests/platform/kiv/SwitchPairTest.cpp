@@ -1,4 +1,6 @@
 #include "platform/kiv/SwitchPair.h"
+
+#include "platform/kiv/SwitchIntfPair.h"
 #include "platform/lum/Strep.h"
 
 #include <gtest/gtest.h>
@@ -46,6 +48,11 @@ TEST( SwitchPair, Texts ) {
    for( auto const & pair : { none, onlySecond, SwitchPair( "it's, 'a' }", "\\" ) } ) {
       EXPECT_EQ( Lum::strepToValue< SwitchPair >( Lum::valueToStrep( pair ).view() ), pair );
    }
+}
+
+TEST( SwitchIntfPair, TextIsCutAtTheFirstSlash ) {
+   EXPECT_EQ( SwitchIntfPair::parse( "a/Ethernet1/1" ), SwitchIntfPair( "a", "Ethernet1/1" ) );
+   for( auto const * bad : { "", "/", "/Ethernet1", "a/" } ) EXPECT_FALSE( SwitchIntfPair::parse( bad ) ) << bad;
 }
 
 } // namespace

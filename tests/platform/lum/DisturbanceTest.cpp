@@ -124,7 +124,9 @@ TEST( Visit, GoesByRegistrationAcrossTheKinds ) {
    scene.add( 3 )->leafIs( scene.leaf );
    scene.join( 4 );
    scene.add( 5 )->fruitsIs( scene.tree );
-   auto & [ stage, tree, leaf, watchers, fired, fire ] = scene;
+   auto & stage = scene.stage;
+   auto const & tree = scene.tree;
+   auto const & leaf = scene.leaf;
    tree->fruitIs( 7, 1 );
    EXPECT_EQ( stage.logged(), "0 1 4 5" );
    tree->fruitDel( 7 );
@@ -137,7 +139,7 @@ TEST( Visit, GoesByRegistrationAcrossTheKinds ) {
    EXPECT_EQ( stage.logged(), "0 2 4" );
 
    // A disturbance of one kind by another.
-   stage.script[ "1" ] = [ & ] { watchers.erase( 4 ); };
+   stage.script[ "1" ] = [ & ] { scene.watchers.erase( 4 ); };
    tree->fruitIs( 7, 1 );
    EXPECT_EQ( stage.logged(), "0 1 5" );
    stage.script[ "1" ] = [ & ] { scene.add( 6 )->fruitsIs( tree ); };
@@ -154,7 +156,7 @@ TEST( Visit, GoesByRegistrationAcrossTheKinds ) {
    EXPECT_EQ( stage.logged(), "3" );
 
    // The list of a key goes with its last subscriber, be it during the visit of that very list.
-   stage.script[ "0" ] = [ & ] { watchers.clear(); };
+   stage.script[ "0" ] = [ & ] { scene.dropAll(); };
    tree->fruitIs( 7, 4 );
    EXPECT_EQ( stage.logged(), "0" );
    EXPECT_EQ( Tree::LumAttribute_fruit::keyNotifiees( *tree ).listIfAny( 7 ), nullptr );

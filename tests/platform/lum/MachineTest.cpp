@@ -75,10 +75,12 @@ TEST_F( Grove, TheFollowersAreMadeBeforeTheStart ) {
    grove = groveSmFactory( &stage, elm );
    EXPECT_EQ( stage.logged(), "a made grove made grove gone" );
    EXPECT_EQ( grove->oak( "a" )->leaf(), elm->leaf( "a" ) );
+   grove = groveSmFactory( &stage, Lum::Ptr< Tree >() );
+   EXPECT_EQ( stage.logged(), "grove made grove gone" );
    grove->laterIs( elm ); // the first binding: no handler, but what it holds is followed
    EXPECT_EQ( stage.logged(), "a made" );
    elm->leafIs( "b" );
-   EXPECT_EQ( stage.logged(), "b made b made" );
+   EXPECT_EQ( stage.logged(), "b made" );
 }
 
 TEST_F( Grove, FollowersComeAndGoWithTheirRecords ) {
@@ -151,19 +153,16 @@ TEST_F( Grove, ACollectionKeepsAMachineOrRefuses ) {
       return Lum::format( "Ptr('Actors::Tree', '%s', %p)", of.name().charPtr(), static_cast< void const * >( &of ) )
          .str();
    };
-   struct {
-      char const * owner;
-      Lum::Ptr< Tree const > other;
-      std::string named, different, current;
-   } const cases[] = { { "bob", tree, "_owner", "'bob'", "'ann'" },
-                       { "ann", elm, "_tree", strep( *elm ), strep( *tree ) },
-                       { "ann", nullptr, "_tree", "None", strep( *tree ) } };
-   for( auto const & [ owner, other, named, different, current ] : cases ) {
+   auto const expectRefused = [ & ]( char const * owner, Lum::Ptr< Tree const > const & other,
+                                     std::string const & difference ) {
       EXPECT_EQ( raised< Lum::NameInUseException >( [ & ] { grove->plotIs( 1, owner, other, &stage ); } ),
-                 "Reinstantiating the pointer interface where constructor parameter attribute " + named
-                    + " has a different value of " + different + " than the current value of " + current
+                 "Reinstantiating the pointer interface where constructor parameter attribute " + difference
                     + " not allowed" );
-   }
+   };
+   expectRefused( "bob", tree, "_owner has a different value of 'bob' than the current value of 'ann'" );
+   expectRefused( "ann", elm,
+                  "_tree has a different value of " + strep( *elm ) + " than the current value of " + strep( *tree ) );
+   expectRefused( "ann", nullptr, "_tree has a different value of None than the current value of " + strep( *tree ) );
    EXPECT_EQ( grove->plot( 1 ), kept );
    EXPECT_EQ( stage.logged(), "1 made" );
 }

@@ -98,9 +98,8 @@ TEST_F( TwinRibbonTest, AMalformedSettingIsNamedAndChangesNothing ) {
       { "Kiv/6-", "at character 7: a level from 0 to 9 is expected" },
       { "Kiv/6,Kiv/8-6", "at character 11: the range is empty" }
    };
-   for( auto const & [ setting, reason ] : cases ) {
-      auto const * const text = setting;
-      EXPECT_EQ( raised< Lum::RangeException >( [ text ] { TraceFacility::settingIs( text ); } ), reason ) << setting;
+   for( auto const & each : cases ) {
+      EXPECT_EQ( raised< Lum::RangeException >( [ & ] { TraceFacility::settingIs( each.first ); } ), each.second );
       EXPECT_FALSE( handle.enabled( TraceFacility::level8 ) || handle.enabled( TraceFacility::level6 ) );
    }
 }
