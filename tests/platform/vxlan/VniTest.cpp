@@ -10,7 +10,7 @@ namespace {
 
 template< class T >
 std::string refusalOf( std::uint32_t number ) {
-   return raised< Lum::RangeException >( [ number ] { T{ VniOrNone( number ) }; } );
+   return raised< Lum::RangeException >( [ number ] { static_cast< void >( T{ VniOrNone( number ) } ); } );
 }
 
 TEST( Vni, RangeFailures ) {
