@@ -115,12 +115,12 @@ void copyIn( RingHeader const & to, std::uint64_t position, char const * bytes, 
 }
 
 std::uint32_t recordSizeAt( RingHeader const & from, std::uint64_t position ) {
-   char bytes[ sizeof( std::uint32_t ) ];
-   for( std::size_t i = 0; i < sizeof bytes; ++i ) {
-      bytes[ i ] = ring.base[ from.offset + ( position + i ) % from.size ];
-   }
+   char const * const start = ring.base + from.offset;
+   std::size_t const at = position % from.size;
    std::uint32_t size;
-   std::memcpy( &size, bytes, sizeof size );
+   std::size_t const first = std::min< std::size_t >( sizeof size, from.size - at );
+   std::memcpy( &size, start + at, first );
+   std::memcpy( reinterpret_cast< char * >( &size ) + first, start, sizeof size - first );
    return size;
 }
 

@@ -120,6 +120,8 @@ class RibbonConverter {
          record.text( part.view() );
       } else if constexpr( std::convertible_to< T, std::string_view > ) {
          record.text( part );
+      } else if constexpr( requires { part.stringValue(); } ) {
+         record.text( part.stringValue().view() );
       } else {
          record.text( Lum::textOf( part ) );
       }
