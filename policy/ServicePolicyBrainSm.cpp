@@ -259,6 +259,13 @@ void ServicePolicyBrainSm::handleServiceVtepSwitchId( Lum::String switchId ) {
    for( auto const & [ vni, fragment ] : policyRunningInfo()->fragmentRunningInfo() ) {
       fragment->serviceVtepFlowConvergedDel( switchId );
    }
+   // It may have been the last that had not converged, or had not even reported: then hosts wait for nothing else.
+   for( auto const & [ vni, fragment ] : fragmentRunningInfo() ) {
+      auto const machine = policyPerVniSm( vni );
+      if( !machine || !fragment->serviceFlowConverged() ) continue;
+      machine->switchPairFlowConvergedIs( true );
+      machine->handleHost();
+   }
 }
 
 bool ServicePolicyBrainSm::matchesServiceVtep( SwitchPair const & pair ) const {
@@ -313,13 +320,12 @@ void ServicePolicyBrainSm::FragmentInfoSm::handleFlowConverged( Lum::String swit
    bool const converged = serviceFlowConverged();
    machine->switchPairFlowConvergedIs( converged );
    bool const flag = fragmentRunningInfo()->serviceVtepFlowConverged( switchId );
-   // The last service VTEP that had not converged may have left: then all have, and hosts wait for nothing else.
-   if( flag || converged ) {
+   if( flag ) {
       TRACE6( trace(), " calling handleHost for switchId: ", switchId,
               ", original Vni: ", fragmentRunningInfo()->originalVni(), ", serviceVtepFlowConverged: ", flag,
               ", localSwitchPairConverged: ", converged );
       machine->handleHost();
-   } else if( !parent()->kivAgentConfig()->retainInterceptFlows() ) {
+   } else if( !converged && !parent()->kivAgentConfig()->retainInterceptFlows() ) {
       // Traffic must never be redirected towards a service VTEP that is not ready to take it.
       TRACE6( trace(), " service flow converged is false, removing intercept flows" );
       machine->removeInterceptFlowsFromAllVteps();

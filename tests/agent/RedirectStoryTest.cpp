@@ -10,6 +10,9 @@ namespace {
 
 std::string const web = "02:00:aa:00:00:01";
 std::string const shop = "02:00:aa:00:00:02";
+std::string const reports = "/hub/kivclient/version1/policystatus/switch/";
+std::string const egressOfB =
+   reports + Fabric::id( 'B', '-' ) + "/policyFragment/web-5010/flowStatus/ServiceVtepEgress/status";
 
 /// A fabric with the device's ports on the pair "A", "B" and a host behind "C"; the group "web" is not there yet.
 class Redirect : public ::testing::Test {
@@ -154,9 +157,8 @@ TEST_F( Redirect, AHostThatIsNotSeenAgesOut ) {
 TEST_F( Redirect, AQuietVniLosesItsServiceFlows ) {
    redirect();
    fabric.set( "flowRemovalTriggerLimit", "2" );
-   auto const status = "/hub/kivclient/version1/policystatus/switch/";
    for( char letter : { 'A', 'B', 'C' } ) { // no switch holds the host's flow any more
-      fabric.patch( status + Fabric::id( letter, '-' )
+      fabric.patch( reports + Fabric::id( letter, '-' )
                        + "/policyFragment/web-5010/flowStatus/InsideVtepIngress-10.0.0.1",
                     "null" );
    }
@@ -168,22 +170,35 @@ TEST_F( Redirect, AQuietVniLosesItsServiceFlows ) {
 
 TEST_F( Redirect, LostConvergenceTakesTheDiversionAway ) {
    redirect();
-   auto const flow = "/hub/kivclient/version1/policystatus/switch/" + Fabric::id( 'B', '-' )
-                     + "/policyFragment/web-5010/flowStatus/ServiceVtepEgress/status";
-   fabric.patch( flow, "3" );
+   fabric.patch( egressOfB, "3" );
    EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() );
    EXPECT_EQ( fabric.flows( 'A' ), serviceFlows() );
    auto const log = fabric.ask( R"({"log": true})" );
    EXPECT_NE( log.find( "Unable to install redirect rule on VTEP 02:00:00:00:00:0b for policy web for VNI 5010" ),
               std::string::npos )
       << log;
-   fabric.patch( flow, "2" );
+   fabric.patch( egressOfB, "2" );
    EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
    fabric.set( "retainInterceptFlows", "true" );
-   fabric.patch( flow, "1" );
+   fabric.patch( egressOfB, "1" );
    EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
    deleteGroup( "web" ); // also a host that kept its flows loses them with its group
    EXPECT_TRUE( fabric.published().empty() );
+}
+
+TEST_F( Redirect, AServiceVtepThatLeavesHoldsNobodyBack ) {
+   auto const unplug = [ & ] {
+      for( char const * uuid : { "near", "far" } ) fabric.unplug( uuid, 'B' );
+      EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+   };
+   fabric.group( "web", { "10.0.0.1" } );
+   fabric.switchesAnswer( "A" ); // and "B" is silent
+   unplug();
+   for( char const * uuid : { "near", "far" } ) fabric.port( uuid, 'B' );
+   fabric.switchesAnswer();
+   fabric.patch( egressOfB, "3" );
+   EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() );
+   unplug();
 }
 
 TEST_F( Redirect, AGroupThatLeavesTakesEverythingBackAndOffersItsInterfaces ) {

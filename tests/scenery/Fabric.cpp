@@ -29,6 +29,10 @@ std::string nested( std::string const & pointer, std::string const & value ) {
 
 std::string const switchTree = "/kiv/version1/policy/policy/policyFragment";
 
+std::string portOf( std::string const & uuid, char letter, std::string const & source ) {
+   return "/state/kiv/serviceIntfConfig/" + source + "/intfSet/" + uuid + "/intf/" + Fabric::id( letter ) + "~1" + uuid;
+}
+
 } // namespace
 
 Fabric::Fabric()
@@ -105,9 +109,10 @@ void Fabric::group( std::string const & name, std::vector< std::string > const &
 }
 
 void Fabric::port( std::string const & uuid, char letter, std::string const & source ) {
-   patch( "/state/kiv/serviceIntfConfig/" + source + "/intfSet/" + uuid + "/intf/" + id( letter ) + "~1" + uuid,
-          R"({"allowedVlan": {"100": true}})" );
+   patch( portOf( uuid, letter, source ), R"({"allowedVlan": {"100": true}})" );
 }
+
+void Fabric::unplug( std::string const & uuid, char letter ) { patch( portOf( uuid, letter, "site" ), "null" ); }
 
 void Fabric::switchesAnswer( std::string const & letters ) {
    for( int round = 0; round < 10; ++round ) {

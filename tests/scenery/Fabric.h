@@ -38,6 +38,7 @@ class Fabric {
    void group( std::string const & name, std::vector< std::string > const & hosts, std::string const & near = "near",
                std::string const & far = "far", std::string const & source = "site" );
    void port( std::string const & uuid, char letter, std::string const & source = "site" );
+   void unplug( std::string const & uuid, char letter );
 
    /// The switches of `letters` (all with "") report what they see: flows programmed, cookies echoed, the statuses of
    /// withdrawn fragments gone. Repeats until nothing changes.
