@@ -11,6 +11,9 @@
 #include "platform/lum/Machine.h"
 #include "platform/moth/TimerTask.h"
 
+#include <utility>
+#include <vector>
+
 namespace Kiv {
 
 class ServicePolicyBrainSm;
@@ -86,6 +89,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
  private:
    bool isHandledHere( HostInfo const * info, HostRunningInfo const * running ) const;
    bool isUntouched( Neroli::IpGenAddr ip, HostRunningInfo const & running ) const;
+   bool isDiverted( HostRunningInfo const & running ) const;
    void deleteHost( Neroli::IpGenAddr ip, SwitchPair pair );
    Neroli::IpGenAddr getVtepIp( SwitchPair const & pair ) const;
    SwitchPair getPreviousSwitchPair( Neroli::IpGenAddr ip ) const;
@@ -182,6 +186,8 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
 
    /// Computes the readiness, stores it and returns it.
    bool setOrchestrationReadinessForPolicy();
+   /// Hands the service VNI back if no host of the group is left in `vni`.
+   void giveBackIfUnused( Vxlan::VniOrNone vni );
    /// One of the pair's switches is a service VTEP of the group.
    bool matchesServiceVtep( SwitchPair const & pair ) const;
    /// A port has left a set: the switch stays a service VTEP as long as another port of either set is on it. Returns
@@ -258,6 +264,8 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
       void handleInitialized() { handleAllPolicy(); }
       void handleAllPolicy();
       void handleAllPolicy( Lum::String policyName );
+      /// The next group that names the host takes control, or none.
+      void passControl();
    };
 
    LUM_MACHINE( ServicePolicyConfigSm );
@@ -297,6 +305,10 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
    void adoptRestoredPolicy( PolicyRunningInfo & running, ServicePolicy const & policy );
    void dropUnconfiguredHosts( PolicyRunningInfo & running, ServicePolicy const & policy );
    void dropRestoredPolicy( PolicyRunningInfo & running );
+   void dropRestoredHost( Neroli::IpGenAddr ip, Lum::String const & group );
+   void adoptElectedVnis( PolicyRunningInfo & running );
+   bool isPublished( Lum::String const & fragmentName, Vxlan::VniOrNone serviceVni ) const;
+   void giveBackAbandonedVnis();
    void withdrawOutdatedFragments();
    Lum::Ptr< ServicePolicyPerVniSm > machineOf( Lum::String const & fragmentName );
    void withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
@@ -304,6 +316,9 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
    bool withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
                                ServicePolicyPerVniSm const & machine );
    void revokeIfQuiet( ServicePolicyPerVniSm & machine, Lum::String const & policyName );
+
+   // Group and original VNI of the hosts that were removed from their groups during an outage; empty after the start.
+   std::vector< std::pair< Lum::String, Vxlan::VniOrNone > > abandonedVni_;
 };
 
 inline constexpr Lum::Factory< ServicePolicyPerVniSm > servicePolicyPerVniSmFactory;

@@ -27,6 +27,10 @@ void ServicePolicyBrainSm::handleInitialized() {
          machine->switchPairFlowConvergedIs( fragment->serviceFlowConverged() );
       }
    }
+   // All are known before the first is looked at: one that is gone must not look like the last.
+   for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
+      if( auto const machine = policyPerVniSm( running->originalVni() ) ) machine->hostIs( ip, running );
+   }
    for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
       if( auto const machine = policyPerVniSm( running->originalVni() ) ) machine->handleHost( ip, false );
    }
@@ -41,6 +45,7 @@ void ServicePolicyBrainSm::handleInitialized() {
       handleFarIntfUuid();
    }
    handleInterceptFlow();
+   if( !policyInfoReady() ) fallBack(); // a restored group that cannot go on
 }
 
 void ServicePolicyBrainSm::handlePolicyName() {
@@ -85,14 +90,18 @@ void ServicePolicyBrainSm::removeInterceptFlow( Neroli::IpGenAddr ip ) {
       auto const vni = running->originalVni();
       if( auto const machine = policyPerVniSm( vni ) ) {
          machine->handleHost( ip, false );
-         if( machine->host().empty() ) {
-            machine->cleanup();
-            policyPerVniSmDel( vni );
-            policyInfo()->originalToServiceVniDel( vni ); // hands the service VNI back
-         }
+         giveBackIfUnused( vni );
       }
    }
    policyRunningInfo()->hostInfoDel( ip );
+}
+
+void ServicePolicyBrainSm::giveBackIfUnused( Vxlan::VniOrNone vni ) {
+   auto const machine = policyPerVniSm( vni );
+   if( !machine || !machine->host().empty() ) return;
+   machine->cleanup();
+   policyPerVniSmDel( vni );
+   policyInfo()->originalToServiceVniDel( vni );
 }
 
 void ServicePolicyBrainSm::handleHostInfoChange( Lum::Ptr< HostInfo > host ) {

@@ -12,6 +12,7 @@ void ServicePolicyConfigSm::handleInitialized() {
    initializedIs( true );
    handleServiceIntfInfo(); // interface machines first, so that they exist when the policies come up
    handleServicePolicy();
+   giveBackAbandonedVnis();
    withdrawOutdatedFragments();
    taskRevokeServiceFlowIs( policyHelperInfo()->taskScheduler(), Moth::TaskPriority( 2 ), "revokeServiceFlowTask" );
 }
@@ -141,11 +142,15 @@ void ServicePolicyConfigSm::IpToPolicySm::handleAllPolicy( Lum::String policyNam
    if( host->allPolicy( policyName ) ) {
       if( host->policy().empty() ) host->policyIs( policyName );
    } else if( host->policy() == policyName ) {
-      TRACE6( trace(), " stops controlling ", ip() );
-      auto const next = host->allPolicy().begin();
-      host->policyIs( next ? next.key() : Lum::String() );
+      passControl();
    }
    TRACE6( trace(), " control policy for ", ip(), " is ", "'", host->policy(), "'" );
+}
+
+void ServicePolicyConfigSm::IpToPolicySm::passControl() {
+   TRACE6( trace(), " stops controlling ", ip() );
+   auto const next = ipToPolicy()->allPolicy().begin();
+   ipToPolicy()->policyIs( next ? next.key() : Lum::String() );
 }
 
 } // namespace Kiv

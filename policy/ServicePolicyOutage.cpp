@@ -6,6 +6,7 @@
 #include "policy/KivServicePolicySm.h"
 
 #include <set>
+#include <utility>
 
 TRACE_MODULE( "KivServicePolicy" );
 
@@ -16,6 +17,7 @@ void ServicePolicyConfigSm::populateGrStateFromConfig() {
    for( auto const & [ name, running ] : policyRunningInfoCol()->policyRunningInfo() ) {
       if( auto const policy = servicePolicyConfig()->servicePolicy( name ) ) {
          TRACE6( trace(), " We have a service policy with id: ", name );
+         adoptElectedVnis( *running );
          adoptRestoredPolicy( *running, *policy );
          dropUnconfiguredHosts( *running, *policy );
       } else {
@@ -47,8 +49,49 @@ void ServicePolicyConfigSm::dropUnconfiguredHosts( PolicyRunningInfo & running, 
    for( auto const & [ ip, host ] : running.hostInfo() ) {
       if( wanted.contains( ip ) ) continue;
       TRACE6( trace(), " Remove IP to policy for ", ip, " as it becomes unconfigured" );
-      policyHelperInfo()->ipToPolicyDel( ip );
+      abandonedVni_.emplace_back( running.name(), host->originalVni() );
+      dropRestoredHost( ip, running.name() );
       running.hostInfoDel( ip );
+   }
+}
+
+// Another group's host stays, whichever of the two the switches named last.
+void ServicePolicyConfigSm::dropRestoredHost( Neroli::IpGenAddr ip, Lum::String const & group ) {
+   auto const host = policyHelperInfo()->ipToPolicy( ip );
+   if( !host ) return;
+   host->allPolicyDel( group );
+   if( host->allPolicy().empty() ) {
+      policyHelperInfo()->ipToPolicyDel( ip );
+   } else if( host->policy() == group ) {
+      ipToPolicy( ip )->passControl();
+   }
+}
+
+// Of switches that disagree, the last one to be read left its service VNI in the running info. What is published may
+// show that it has always been the one that won.
+void ServicePolicyConfigSm::adoptElectedVnis( PolicyRunningInfo & running ) {
+   auto const info = policyHelperInfo()->policyInfo( running.name() );
+   if( !info ) return;
+   for( auto const & [ vni, restored ] : running.originalToServiceVni() ) {
+      auto const granted = info->originalToServiceVni( vni );
+      if( granted.isNone() || granted == restored ) continue;
+      if( isPublished( fragmentNameOf( running.name(), vni ), granted ) )
+         running.originalToServiceVniIs( vni, granted );
+   }
+}
+
+bool ServicePolicyConfigSm::isPublished( Lum::String const & fragmentName, Vxlan::VniOrNone serviceVni ) const {
+   for( auto const & [ name, entity ] : policyPublishBaseDir()->entityPtr() ) {
+      auto const fragment = getPolicyFragment( name, fragmentName, policyPublishBaseDir() );
+      if( fragment && fragment->serviceVni() == serviceVni ) return true;
+   }
+   return false;
+}
+
+// The last host of a VNI gives its service VNI back, also if it went during the outage.
+void ServicePolicyConfigSm::giveBackAbandonedVnis() {
+   for( auto const & [ group, vni ] : std::exchange( abandonedVni_, {} ) ) {
+      if( auto const brain = servicePolicyBrainSm( group ) ) brain->giveBackIfUnused( vni );
    }
 }
 
@@ -57,7 +100,7 @@ void ServicePolicyConfigSm::dropRestoredPolicy( PolicyRunningInfo & running ) {
    policyHelperInfo()->policyInfoDel( running.name() );
    for( auto const & [ ip, host ] : running.hostInfo() ) {
       TRACE6( trace(), " Deleting IP Addr to policy for ", ip );
-      policyHelperInfo()->ipToPolicyDel( ip );
+      dropRestoredHost( ip, running.name() );
    }
    TRACE6( trace(), " Deleting policy running info" );
    policyRunningInfoCol()->policyRunningInfoDel( running.name() );
@@ -78,6 +121,8 @@ void ServicePolicyConfigSm::withdrawOutdatedFragments() {
          TRACE6( trace(), " Withdrawing ", fragmentName, " from ", name );
          revokePublishedPolicy( name, fragmentName, policyPublishBaseDir(), policyHelperInfo() );
       }
+      // What stays is still the switch's, also where nothing was published again because a service VTEP is silent.
+      if( !published->policyFragment().empty() ) policyHelperInfo()->publishEligibleSwitchIs( name, true );
    }
 }
 

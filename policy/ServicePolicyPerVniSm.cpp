@@ -106,7 +106,9 @@ void ServicePolicyPerVniSm::handleHost( Neroli::IpGenAddr ip, bool switchUpdated
    } else {
       TRACE6( trace(),
               " conditions for publishing intercept flows are not met, flowConverged: ", switchPairFlowConverged() );
-      running->stateIs( State::policyPending );
+      // Where the flows are out already, after a restart or by `retainInterceptFlows`, the host is none without flows:
+      // a move must take them away, and it counts while another host is removed.
+      running->stateIs( isDiverted( *running ) ? State::policyOrchestrating : State::policyPending );
    }
 }
 
@@ -117,6 +119,17 @@ bool ServicePolicyPerVniSm::isHandledHere( HostInfo const * info, HostRunningInf
 // Neither in this machine's hands nor with flows of it.
 bool ServicePolicyPerVniSm::isUntouched( Neroli::IpGenAddr ip, HostRunningInfo const & running ) const {
    return !host( ip ) && running.state() == State::policyPending;
+}
+
+// The host's own switch has its ingress flow.
+bool ServicePolicyPerVniSm::isDiverted( HostRunningInfo const & running ) const {
+   auto const ingress = insideIngressFlowName( running.ip() );
+   auto const place = running.insideVtepSwitchPair();
+   for( auto const & member : { place.first(), place.second() } ) {
+      auto const fragment = publishedFragment( member );
+      if( fragment && fragment->flow().find( ingress ) ) return true;
+   }
+   return false;
 }
 
 SwitchPair ServicePolicyPerVniSm::getPreviousSwitchPair( Neroli::IpGenAddr ip ) const {
@@ -186,12 +199,15 @@ void ServicePolicyPerVniSm::deleteHost( Neroli::IpGenAddr ip, SwitchPair pair ) 
    interceptVtepMonitorSmDel( ip );
    shadowSwitchPairDel( ip );
    // A repeated call must not count a neighbour as the last host and take its flows.
-   if( running && !isUntouched( ip, *running ) ) {
+   bool const touched = running && !isUntouched( ip, *running );
+   if( touched ) {
       running->stateIs( State::policyDeleted );
       manageFlowRemovalForHost( ip, pair );
       running->stateIs( State::policyPending );
    }
    hostDel( ip );
+   // With the last active host the service flows went: those that wait for them bring them up again.
+   if( touched && activeHosts() == 0 ) handleHost();
 }
 
 void ServicePolicyPerVniSm::handleServiceVni( Vxlan::VniOrNone newVni ) {

@@ -134,6 +134,14 @@ TEST_F( Redirect, AHostWithoutAPlaceDisturbsNobody ) {
    EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
 }
 
+TEST_F( Redirect, AHostThatWaitsOutlivesOneThatLeaves ) {
+   fabric.host( "10.0.0.2", shop, 'D' );
+   fabric.group( "web", { "10.0.0.1", "10.0.0.2" } );
+   fabric.patch( "/state/kiv/servicePolicyConfig/site/servicePolicy/web/interceptFlow/10.0.0.2~132", "null" );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+}
+
 TEST_F( Redirect, AHostThatIsNotSeenAgesOut ) {
    redirect();
    fabric.set( "staleHostThreshold", "2" );
