@@ -1,6 +1,6 @@
 #include "agent/KivAgent.h"
 
-#include "agent/KivServiceNames.h"
+#include "blackboard/KivServiceNames.h"
 #include "platform/lum/ActivityManagerConfig.h"
 #include "platform/ribbon/Ribbon.h"
 #include "platform/ribbon/TwinRibbon.h"

@@ -11,8 +11,8 @@
 // The last two may come in either order.
 #pragma once
 
-#include "agent/KivLocalTypes.h"
 #include "agent/KivRootSm.h"
+#include "blackboard/KivLocalTypes.h"
 #include "collector/KivServiceConfigCollector.h"
 #include "platform/harbor/HubstoreService.h"
 #include "platform/harbor/ServiceConfigDir.h"

@@ -1,6 +1,6 @@
 #include "agent/KivMountPublishSm.h"
 
-#include "agent/KivServiceNames.h"
+#include "blackboard/KivServiceNames.h"
 #include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"
 

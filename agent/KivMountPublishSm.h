@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/KivLocalTypes.h"
+#include "blackboard/KivLocalTypes.h"
 #include "platform/harbor/HubstoreService.h"
 #include "platform/lum/Dir.h"
 #include "platform/lum/Machine.h"

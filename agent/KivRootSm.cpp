@@ -1,7 +1,7 @@
 #include "agent/KivRootSm.h"
 
 #include "agent/KivAgent.h"
-#include "agent/KivServiceNames.h"
+#include "blackboard/KivServiceNames.h"
 #include "cli/KivCliCallback.h"
 #include "platform/ribbon/TwinRibbon.h"
 #include "restart/KivPolicyFragmentStatusSm.h"

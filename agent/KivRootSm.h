@@ -1,15 +1,15 @@
 #pragma once
 
-#include "agent/KivLocalTypes.h"
 #include "agent/KivMountPublishSm.h"
+#include "blackboard/KivLocalTypes.h"
 #include "feedback/KivErrorStatus.h"
 #include "feedback/KivMacMove.h"
 #include "location/KivHostLocator.h"
 #include "location/KivVtepStatusSm.h"
-#include "platform/hubstore/Status.h"
-#include "platform/kestrel/ClusterStatus.h"
-#include "platform/tessera/Status.h"
 #include "policy/KivServicePolicySm.h"
+#include "records/hubstore/Status.h"
+#include "records/kestrel/ClusterStatus.h"
+#include "records/tessera/Status.h"
 #include "vni/KivServiceVniSm.h"
 
 namespace Kiv {

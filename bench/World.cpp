@@ -1,6 +1,6 @@
 #include "bench/World.h"
 
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "platform/ribbon/Ribbon.h"
 
 #include <ctime>

@@ -1,8 +1,8 @@
 // The operator command "showPolicyDetail": what the agent is doing with each policy group.
 #pragma once
 
-#include "platform/kiv/PolicyRunningInfo.h"
 #include "platform/oxlet/AgentCommandCallback.h"
+#include "records/kiv/PolicyRunningInfo.h"
 
 namespace Kiv::Cli {
 

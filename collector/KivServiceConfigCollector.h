@@ -10,9 +10,9 @@
 // come, never a mixture of two sources.
 #pragma once
 
-#include "platform/kiv/PolicyConfig.h"
 #include "platform/lum/Dir.h"
 #include "platform/lum/Machine.h"
+#include "records/kiv/PolicyConfig.h"
 
 namespace Kiv {
 

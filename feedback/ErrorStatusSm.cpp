@@ -1,7 +1,7 @@
 #include "feedback/KivErrorStatus.h"
 
-#include "agent/KivLocalTypes.h"
-#include "agent/KivUtils.h"
+#include "blackboard/KivLocalTypes.h"
+#include "blackboard/KivUtils.h"
 #include "platform/ribbon/TwinRibbon.h"
 
 TRACE_MODULE( "KivErrorStatus" );

@@ -8,11 +8,11 @@
 // The machines remember nothing. Whatever changes, the flags are computed anew from what the reports say now.
 #pragma once
 
-#include "platform/kiv/PolicyConfig.h"
-#include "platform/kiv/PolicyFragment.h"
-#include "platform/kiv/PolicyRunningInfo.h"
 #include "platform/lum/Dir.h"
 #include "platform/lum/Machine.h"
+#include "records/kiv/PolicyConfig.h"
+#include "records/kiv/PolicyFragment.h"
+#include "records/kiv/PolicyRunningInfo.h"
 
 namespace Kiv {
 

@@ -6,12 +6,12 @@
 // policy and no flow changes here.
 #pragma once
 
-#include "agent/KivLocalTypes.h"
-#include "platform/kiv/PolicyFragment.h"
-#include "platform/kiv/PolicyRunningInfo.h"
-#include "platform/loomis/VniStatus.h"
+#include "blackboard/KivLocalTypes.h"
 #include "platform/lum/Dir.h"
 #include "platform/lum/Machine.h"
+#include "records/kiv/PolicyFragment.h"
+#include "records/kiv/PolicyRunningInfo.h"
+#include "records/loomis/VniStatus.h"
 
 namespace Kiv {
 

@@ -1,5 +1,5 @@
 // The counts that the switches report.
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "feedback/KivMacMove.h"
 #include "platform/ribbon/TwinRibbon.h"
 

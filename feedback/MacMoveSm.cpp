@@ -1,6 +1,6 @@
 #include "feedback/KivMacMove.h"
 
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "platform/ribbon/TwinRibbon.h"
 
 TRACE_MODULE( "KivMacMove" );

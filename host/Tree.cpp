@@ -1,13 +1,13 @@
 #include "host/Tree.h"
 
 #include "platform/harbor/ServiceConfigDir.h"
-#include "platform/hubstore/Status.h"
-#include "platform/kestrel/ClusterStatus.h"
-#include "platform/kiv/PolicyFragment.h"
-#include "platform/kiv/PolicyRunningInfo.h"
-#include "platform/loomis/VniStatus.h"
-#include "platform/loomis/VtepStatus.h"
-#include "platform/tessera/Status.h"
+#include "records/hubstore/Status.h"
+#include "records/kestrel/ClusterStatus.h"
+#include "records/kiv/PolicyFragment.h"
+#include "records/kiv/PolicyRunningInfo.h"
+#include "records/loomis/VniStatus.h"
+#include "records/loomis/VtepStatus.h"
+#include "records/tessera/Status.h"
 
 #include <span>
 

@@ -4,12 +4,12 @@
 
 #include "host/Json.h"
 #include "platform/harbor/SystemId.h"
-#include "platform/kiv/PolicyConfig.h"
-#include "platform/kiv/SwitchPair.h"
 #include "platform/lum/ValueRecord.h"
 #include "platform/neroli/EthAddr.h"
 #include "platform/neroli/IpGenAddr.h"
 #include "platform/vxlan/Vni.h"
+#include "records/kiv/PolicyConfig.h"
+#include "records/kiv/SwitchPair.h"
 
 #include <boost/describe/enum_to_string.hpp>
 #include <boost/describe/enumerators.hpp>

@@ -8,12 +8,12 @@
 // Nothing is done for an entry of the fabric's tables but a lookup, unless its address is intercepted.
 #pragma once
 
-#include "agent/KivLocalTypes.h"
-#include "platform/kiv/PolicyConfig.h"
-#include "platform/loomis/VniStatus.h"
+#include "blackboard/KivLocalTypes.h"
 #include "platform/lum/Dir.h"
 #include "platform/lum/Machine.h"
 #include "platform/moth/TimerTask.h"
+#include "records/kiv/PolicyConfig.h"
+#include "records/loomis/VniStatus.h"
 
 namespace Kiv {
 

@@ -2,10 +2,10 @@
 // machines are the only writers of the blackboard's `vtepIpToSwitchPair` and `vtepSwitchIdToIp`.
 #pragma once
 
-#include "agent/KivLocalTypes.h"
-#include "platform/loomis/VtepStatus.h"
+#include "blackboard/KivLocalTypes.h"
 #include "platform/lum/Dir.h"
 #include "platform/lum/Machine.h"
+#include "records/loomis/VtepStatus.h"
 
 namespace Kiv {
 

@@ -1,4 +1,4 @@
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "location/KivVtepStatusSm.h"
 #include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"

@@ -1,6 +1,6 @@
 #include "policy/KivPolicyFragment.h"
 
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"
 

@@ -10,9 +10,9 @@
 // Only the first takes a host's traffic away from its VNI; so it comes last and goes first.
 #pragma once
 
-#include "agent/KivLocalTypes.h"
-#include "platform/kiv/PolicyFragment.h"
+#include "blackboard/KivLocalTypes.h"
 #include "platform/lum/Dir.h"
+#include "records/kiv/PolicyFragment.h"
 
 namespace Kiv {
 

@@ -3,13 +3,13 @@
 // one places hosts and publishes flows, with a monitor for each host that it has placed.
 #pragma once
 
-#include "agent/KivLocalTypes.h"
-#include "platform/kiv/PolicyConfig.h"
-#include "platform/kiv/PolicyFragment.h"
-#include "platform/kiv/PolicyRunningInfo.h"
+#include "blackboard/KivLocalTypes.h"
 #include "platform/lum/Dir.h"
 #include "platform/lum/Machine.h"
 #include "platform/moth/TimerTask.h"
+#include "records/kiv/PolicyConfig.h"
+#include "records/kiv/PolicyFragment.h"
+#include "records/kiv/PolicyRunningInfo.h"
 
 #include <utility>
 #include <vector>

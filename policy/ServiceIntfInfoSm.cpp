@@ -1,6 +1,6 @@
 #include "policy/KivServicePolicySm.h"
 
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "platform/ribbon/TwinRibbon.h"
 #include "policy/KivPolicyFragment.h"
 

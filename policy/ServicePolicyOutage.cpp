@@ -1,5 +1,5 @@
 // The end of an outage: what the switches remember and what was published may both be older than the configuration.
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"
 #include "policy/KivPolicyFragment.h"

@@ -1,7 +1,7 @@
 // The flows of one original VNI: installing and removing them in the order that keeps traffic flowing.
 #include "policy/KivServicePolicySm.h"
 
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "platform/ribbon/TwinRibbon.h"
 #include "policy/KivPolicyFragment.h"
 

@@ -1,7 +1,7 @@
 // The hosts of one original VNI: whether their flows may be published, and whether they have moved.
 #include "policy/KivServicePolicySm.h"
 
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "platform/ribbon/TwinRibbon.h"
 #include "policy/KivPolicyFragment.h"
 

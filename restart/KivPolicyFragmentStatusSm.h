@@ -6,12 +6,12 @@
 // counted.
 #pragma once
 
-#include "agent/KivLocalTypes.h"
-#include "platform/kiv/PolicyFragment.h"
-#include "platform/kiv/PolicyRunningInfo.h"
+#include "blackboard/KivLocalTypes.h"
 #include "platform/lum/Dir.h"
 #include "platform/lum/Machine.h"
 #include "platform/moth/Seqno32.h"
+#include "records/kiv/PolicyFragment.h"
+#include "records/kiv/PolicyRunningInfo.h"
 
 namespace Kiv {
 

@@ -2,9 +2,9 @@
 // only writer of granted service VNIs.
 #pragma once
 
-#include "agent/KivLocalTypes.h"
-#include "platform/kiv/PolicyConfig.h"
+#include "blackboard/KivLocalTypes.h"
 #include "platform/lum/Machine.h"
+#include "records/kiv/PolicyConfig.h"
 
 namespace Kiv {
 

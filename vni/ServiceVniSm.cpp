@@ -1,4 +1,4 @@
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 #include "platform/ribbon/TwinRibbon.h"
 #include "vni/KivServiceVniSm.h"
 

@@ -1,4 +1,4 @@
-#include "platform/kiv/PolicyFragment.h"
+#include "records/kiv/PolicyFragment.h"
 
 #include <boost/describe/enum_to_string.hpp>
 #include <ostream>

@@ -2,11 +2,11 @@
 // second copy of a policy's state.
 #pragma once
 
-#include "platform/kiv/SwitchPair.h"
 #include "platform/lum/Entity.h"
 #include "platform/neroli/EthAddr.h"
 #include "platform/neroli/IpGenAddr.h"
 #include "platform/vxlan/Vni.h"
+#include "records/kiv/SwitchPair.h"
 
 #include <boost/describe/enum.hpp>
 #include <iosfwd>

@@ -1,9 +1,9 @@
 // Small operations that several subsystems share: names of fragments and of switches, pairs of switches.
 #pragma once
 
-#include "platform/kiv/SwitchPair.h"
 #include "platform/neroli/IpGenAddr.h"
 #include "platform/vxlan/Vni.h"
+#include "records/kiv/SwitchPair.h"
 
 #include <optional>
 

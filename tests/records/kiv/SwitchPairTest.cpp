@@ -1,7 +1,7 @@
-#include "platform/kiv/SwitchPair.h"
+#include "records/kiv/SwitchPair.h"
 
-#include "platform/kiv/SwitchIntfPair.h"
 #include "platform/lum/Strep.h"
+#include "records/kiv/SwitchIntfPair.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/kiv/PolicyRunningInfo.h"
+#include "records/kiv/PolicyRunningInfo.h"
 
 #include <ostream>
 

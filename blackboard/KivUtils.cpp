@@ -1,6 +1,6 @@
-#include "agent/KivUtils.h"
+#include "blackboard/KivUtils.h"
 
-#include "agent/KivLocalTypes.h"
+#include "blackboard/KivLocalTypes.h"
 
 #include "platform/ribbon/TwinRibbon.h"
 

@@ -1,4 +1,4 @@
-#include "platform/kiv/SwitchPair.h"
+#include "records/kiv/SwitchPair.h"
 
 #include "platform/lum/Strep.h"
 

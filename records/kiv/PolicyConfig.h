@@ -2,10 +2,10 @@
 // them, and the policy engine only reads the merged ones. An empty text means "not set".
 #pragma once
 
-#include "platform/kiv/SwitchIntfPair.h"
 #include "platform/lum/Entity.h"
 #include "platform/lum/ValueRecord.h"
 #include "platform/neroli/IpGenAddr.h"
+#include "records/kiv/SwitchIntfPair.h"
 
 #include <map>
 

@@ -2,13 +2,13 @@
 // the switches remembered. They live in this process only.
 #pragma once
 
-#include "platform/kiv/SwitchPair.h"
 #include "platform/lum/Entity.h"
 #include "platform/lum/ValueRecord.h"
 #include "platform/moth/TaskScheduler.h"
 #include "platform/neroli/EthAddr.h"
 #include "platform/neroli/IpGenAddr.h"
 #include "platform/vxlan/Vni.h"
+#include "records/kiv/SwitchPair.h"
 
 namespace Kiv {
 
