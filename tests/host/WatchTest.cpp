@@ -119,4 +119,6 @@ TEST( Switches, AreToldWhatTheySeeAndNoMore ) {
    // The directory goes while it is published: the view goes with it.
    fabric.patch( "/hub/kiv/version1/policy/switch", "null" );
    EXPECT_EQ( fabric.get( "/switch" ), "{}" );
+   fabric.restart(); // and comes back with the next agent
+   EXPECT_NE( fabric.get( "/switch/" + Scenery::Fabric::id( 'A', '-' ) ), "" );
 }

@@ -1,6 +1,7 @@
 #include "tests/scenery/Fabric.h"
 
 #include "agent/KivAgent.h"
+#include "policy/WantedFlows.h"
 
 #include <gtest/gtest.h>
 
@@ -45,6 +46,8 @@ Fabric::Fabric()
    set( "vniRange", R"("20000-20099")" );
    ask( R"({"watch": "/hub/kiv/version1/policy/switch"})" );
 }
+
+Fabric::~Fabric() { expectAsWanted(); }
 
 std::string Fabric::id( char letter, char separator ) {
    std::string text = "02:00:00:00:00:0a";
@@ -239,6 +242,18 @@ void Fabric::handleChange( std::string const & line ) {
    auto const & flow = *at->MemberBegin();
    journal_.push_back(
       Lum::textOf( where, " ", tokens[ 7 ], flow.value.IsNull() ? " -" : " +", flow.name.GetString() ) );
+}
+
+void Fabric::expectAsWanted() {
+   auto const root = session_.agent() ? session_.agent()->rootSm() : nullptr;
+   if( !root ) return;
+   Kiv::WantedFragments wanted;
+   if( root->servicePolicyConfigSm() ) {
+      wanted =
+         Kiv::wantedFlows( { root->kivAgentConfig(), root->servicePolicyConfig(), root->serviceIntfConfig(),
+                             root->policyHelperInfo(), root->policyRunningInfoCol(), root->kivPolicyStatusDir() } );
+   }
+   for( auto const & line : Kiv::discrepancies( wanted, *root->policyPublishBaseDir() ) ) ADD_FAILURE() << line;
 }
 
 void Fabric::expectRepeatChangesNothing() {

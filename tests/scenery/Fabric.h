@@ -20,6 +20,8 @@ using Published = std::map< char, std::map< std::string, std::set< std::string >
 class Fabric {
  public:
    Fabric();
+   /// Closes the story: what is published must be what is wanted.
+   ~Fabric();
 
    // The controller and its settings.
    void start() { ask( R"({"start": true})" ); }
@@ -59,6 +61,8 @@ class Fabric {
    /// that went, "C -web-5010" for a fragment.
    std::vector< std::string > journal();
 
+   /// What is published is what is wanted, with every field, port and cookie.
+   void expectAsWanted();
    /// All is computed once more: what is published must not change.
    void expectRepeatChangesNothing();
 
