@@ -17,11 +17,12 @@ class MountPublishSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo const,
                   LUM_ON( publishEligibleSwitch, handlePublishEligibleSwitch ) );
    LUM_ARG( policyPublishBaseDir, Lum::Ptr< Lum::Dir > );
+   LUM_END_BEFORE_REMOVAL( destroy );
 
    void handleInitialized();
    void handlePublishEligibleSwitch();
    void handlePublishEligibleSwitch( Lum::String name );
-   /// Withdraws from all switches, eligible or not. The machine is dropped next.
+   /// Withdraws from all switches, eligible or not.
    void destroy();
 
  private:

@@ -91,15 +91,14 @@ void RootSm::beginKivL2() {
    macMoveSmIs( kivPolicyStatusDir(), policyHelperInfo(), policyRunningInfoCol(), vniDir(), kivVniStatusDir() );
 }
 
-// The feedback machines stay: they are found again at the next begin.
+// The policies and the publish mounts take back what they published; what the others wrote stays. The feedback machines
+// stay, too: they are found again at the next begin.
 void RootSm::endKivL2() {
    TRACE8( trace() );
-   if( servicePolicyConfigSm() ) servicePolicyConfigSm()->destroy();
    servicePolicyConfigSmDel();
    vniFdbStatusDirSmDel();
    vtepStatusRootSmDel();
    serviceVniSmDel();
-   if( mountPublishSm() ) mountPublishSm()->destroy();
    mountPublishSmDel();
    clearPublishedPolicyFragments();
 }

@@ -28,6 +28,7 @@ class ServiceConfigCopySm : public Lum::PtrInterface {
                      LUM_ON( nearIntfUuid, handleNearIntfUuid ), LUM_ON( farIntfUuid, handleFarIntfUuid ),
                      LUM_ON( policyName, handlePolicyName ), LUM_ON( interceptFlow, handleInterceptFlow ) );
       LUM_PARENT( parent, ServiceConfigCopySm );
+      LUM_END( cleanup );
 
       LUM_LOCAL( servicePolicyOut, Lum::Ptr< ServicePolicy > ); // null until it has won once
       LUM_LOCAL( initialized, bool );
@@ -57,6 +58,7 @@ class ServiceConfigCopySm : public Lum::PtrInterface {
       LUM_ARG_INPUT( serviceIntfInfoIn, ServiceIntfInfo const, LUM_ON( zone, handleZone ),
                      LUM_ON( intf, handleServiceInterface ) );
       LUM_PARENT( parent, ServiceConfigCopySm );
+      LUM_END( cleanup );
 
       LUM_LOCAL( serviceIntfInfoOut, Lum::Ptr< ServiceIntfInfo > ); // null until it has won once
       LUM_LOCAL( initialized, bool );
@@ -82,6 +84,7 @@ class ServiceConfigCopySm : public Lum::PtrInterface {
    LUM_ARG( servicePolicyConfigOut, Lum::Ptr< ServicePolicyConfig > );
    LUM_ARG( serviceIntfConfigOut, Lum::Ptr< ServiceIntfConfig > );
    LUM_PARENT( parent, ServiceConfigDirMonitorSm );
+   LUM_NO_END; // but for what the destructor does
 
    LUM_LOCAL( initialized, bool );
    LUM_FOLLOWERS( servicePolicyIn, Lum::Name, ServicePolicySm, servicePolicyConfigIn, servicePolicy );
@@ -102,6 +105,7 @@ class ServicePolicySourceStateSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( servicePolicySourceStateIn, KivPolicySourceState const,
                   LUM_ON( convergenceComplete, handlePolicySourceState ) );
    LUM_PARENT( parent, ServiceConfigDirMonitorSm );
+   LUM_NO_END;
 
    void handleInitialized() {} // the monitor looks at it once it is a member
    void handlePolicySourceState();

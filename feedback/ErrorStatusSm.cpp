@@ -24,8 +24,8 @@ void ErrorStatusSm::handleKivPolicyStatusDir( Lum::Name key ) {
       TRACE6( trace(), " create ErrorStatusPerVtepSm for ", key );
       errorStatusPerVtepSmIs( key, status, policyRunningInfoCol(), serviceIntfConfig() );
       TRACE6( trace(), " errorStatusPerVtepSm created for ", key );
-   } else if( auto const gone = errorStatusPerVtepSmDel( key ) ) {
-      gone->cleanup();
+   } else {
+      errorStatusPerVtepSmDel( key );
    }
 }
 

@@ -29,6 +29,7 @@ class ErrorStatusPerVtepSm : public Lum::PtrInterface {
       LUM_MACHINE( FragmentSm );
       LUM_ARG_INPUT( fragment, V1::ServicePolicyFragmentStatus const, LUM_ON( flowStatus, handleFlowStatus ) );
       LUM_PARENT( parent, ErrorStatusPerVtepSm );
+      LUM_END( cleanup );
 
       // The group, as soon as it is there.
       LUM_INPUT( running, PolicyRunningInfo, LUM_ON_MEMBERSHIP( hostInfo, handleHost ) );
@@ -63,6 +64,7 @@ class ErrorStatusPerVtepSm : public Lum::PtrInterface {
    LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
    LUM_ARG( serviceIntfConfig, Lum::Ptr< ServiceIntfConfig const > );
    LUM_PARENT( parent, ErrorStatusSm );
+   LUM_END( cleanup );
 
    LUM_FOLLOWERS( fragment, Lum::String, FragmentSm, vtepPolicyStatus, policyFragment );
    LUM_LOCAL( initialized, bool );
@@ -82,6 +84,7 @@ class ErrorStatusSm : public Lum::PtrInterface {
    LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
    LUM_ARG_INPUT( kivPolicyStatusDir, Lum::Dir const, LUM_ON( entityPtr, handleKivPolicyStatusDir ) );
    LUM_ARG( serviceIntfConfig, Lum::Ptr< ServiceIntfConfig const > );
+   LUM_NO_END;
 
    LUM_SMS( errorStatusPerVtepSm, Lum::Name, ErrorStatusPerVtepSm ); // by the switch's id in hyphen form
    LUM_LOCAL( initialized, bool );

@@ -52,6 +52,7 @@ class PolicyInfoSm : public Lum::PtrInterface {
       LUM_ARG_INPUT( hostInfo, HostRunningInfo, LUM_ON( state, handleHostState ),
                      LUM_ON( moveCountByVtep, handleHostState ) );
       LUM_PARENT( parent, PolicyInfoSm );
+      LUM_END( cleanup );
       LUM_LOCAL( initialized, bool );
       LUM_LOCAL( inputVniMac, VniMac ); // the entry that this host holds in the
                                         // output; empty when none
@@ -72,6 +73,7 @@ class PolicyInfoSm : public Lum::PtrInterface {
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo const > );
    LUM_ARG_INPUT( policyRunningInfo, PolicyRunningInfo, LUM_ON( hostInfo, hostInfoFollow ) );
    LUM_ARG( kivVniStatusDir, Lum::Ptr< Loomis::VniStatusDirV2 > );
+   LUM_END_BEFORE_REMOVAL( cleanup );
    LUM_FOLLOWERS( hostInfo, Neroli::IpGenAddr, HostInfoSm, policyRunningInfo, hostInfo );
    LUM_LOCAL( initialized, bool );
 
@@ -88,6 +90,7 @@ class VtepPolicyStatusSm : public Lum::PtrInterface {
       LUM_MACHINE( FragmentSm );
       LUM_ARG_INPUT( fragment, V1::ServicePolicyFragmentStatus const, LUM_ON( flowStatus, handleFlowStatus ) );
       LUM_PARENT( parent, VtepPolicyStatusSm );
+      LUM_END( cleanup );
       LUM_LOCAL( initialized, bool );
       LUM_LOCAL( lastMovedHost, Neroli::IpGenAddr ); // unset when none
 
@@ -106,6 +109,7 @@ class VtepPolicyStatusSm : public Lum::PtrInterface {
    LUM_ARG( name, Lum::Name ); // the switch's id in hyphen form
    LUM_ARG_INPUT( vtepPolicyStatus, V1::KivPolicyFragmentStatus const, LUM_ON( policyFragment, fragmentFollow ) );
    LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
+   LUM_END( cleanup );
    LUM_FOLLOWERS( fragment, Lum::String, FragmentSm, vtepPolicyStatus, policyFragment );
    LUM_LOCAL( initialized, bool );
 
@@ -123,6 +127,7 @@ class MacMoveSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( policyRunningInfoCol, PolicyRunningInfoCol, LUM_ON( policyRunningInfo, handlePolicyRunningInfoCol ) );
    LUM_ARG( vniDir, Lum::Ptr< Lum::Dir const > );
    LUM_ARG( kivVniStatusDir, Lum::Ptr< Loomis::VniStatusDirV2 > );
+   LUM_NO_END;
    LUM_SMS( policyInfoSm, Lum::Name, PolicyInfoSm );             // by group
    LUM_SMS( vtepPolicyStatusSm, Lum::Name, VtepPolicyStatusSm ); // by switch
    LUM_LOCAL( initialized, bool );

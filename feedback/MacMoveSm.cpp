@@ -52,8 +52,7 @@ void MacMoveSm::handlePolicyRunningInfoCol( Lum::Name name ) {
    TRACE8( trace(), " policy: ", name );
    if( auto const running = policyRunningInfoCol()->policyRunningInfo( name ) ) {
       policyInfoSmIs( name, vniDir(), policyHelperInfo(), running, kivVniStatusDir() );
-   } else if( auto const machine = policyInfoSm( name ) ) {
-      machine->cleanup();
+   } else {
       policyInfoSmDel( name );
    }
 }
@@ -69,8 +68,8 @@ void MacMoveSm::handleKivPolicyStatusDir( Lum::Name name ) {
       TRACE6( trace(), " create vtepPolicyStatusSm for ", name );
       vtepPolicyStatusSmIs( name, status, policyRunningInfoCol() );
       TRACE6( trace(), "vtepPolicyStatusSm created for ", name );
-   } else if( auto const gone = vtepPolicyStatusSmDel( name ) ) {
-      gone->cleanup();
+   } else {
+      vtepPolicyStatusSmDel( name );
    }
 }
 

@@ -100,7 +100,7 @@ void L2StatusSm::handleVni( Lum::Ptr< HostInfo > host ) {
    auto const ip = host->name();
    if( host->vni().isNone() || host->vni() == vni() || !ipToMac().find( ip ) ) return;
    auto const mac = ipToMac( ip );
-   vtepLocatorSmDel( mac ); // without its end: the host has a place
+   vtepLocatorSmDel( mac, Lum::withoutEnd ); // the host has a place
    ipToMacDel( ip );
    macToIpDel( mac );
 }
@@ -122,7 +122,8 @@ void L2StatusSm::follow( Neroli::EthAddr mac, Lum::Ptr< HostInfo > info ) {
    macToIpIs( mac, info->name() );
    ipToMacIs( info->name(), mac );
    auto const locator = vtepLocatorSm( mac );
-   if( locator && locator->hostInfo() != info ) vtepLocatorSmDel( mac );
+   if( locator && locator->hostInfo() != info )
+      vtepLocatorSmDel( mac, Lum::withoutEnd ); // the other host stays where it is
    vtepLocatorSmIs( mac, vniFdbStatus(), policyHelperInfo(), info );
 }
 
@@ -144,17 +145,14 @@ void L2StatusSm::pruneHost( Neroli::IpGenAddr ip ) {
 
 void L2StatusSm::pruneMac( Neroli::EthAddr mac ) {
    TRACE8( trace(), " mac: ", mac );
-   if( auto const locator = vtepLocatorSmDel( mac ) ) locator->destroy();
+   vtepLocatorSmDel( mac );
    ipToMacDel( macToIp( mac ) );
    macToIpDel( mac );
 }
 
 void L2StatusSm::cleanup() {
    TRACE8( trace(), " vni: ", vni() );
-   for( auto const & [ mac, locator ] : vtepLocatorSm() ) {
-      vtepLocatorSmDel( mac );
-      locator->destroy();
-   }
+   vtepLocatorSmDelAll();
    for( auto const & [ mac, ip ] : macToIp() ) removeHostInfo( ip );
 }
 

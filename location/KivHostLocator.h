@@ -24,6 +24,7 @@ class VtepLocatorSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( vniFdbStatus, Loomis::VniFdbStatusV2 const, LUM_ON_KEY( macVtepTable, mac, handleMacVtepTable ) );
    LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo const, LUM_ON( vtepIpToSwitchPair, handleVtepIpToSwitchPair ) );
    LUM_ARG( hostInfo, Lum::Ptr< HostInfo > );
+   LUM_END( destroy );
    LUM_LOCAL( latestVtepIp, Neroli::IpGenAddr ); // the last known one; unset until there is one
    LUM_LOCAL( initialized, bool );
 
@@ -48,6 +49,7 @@ class L2StatusSm : public Lum::PtrInterface {
    // by the first walk over the tables.
    LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON_MEMBERSHIP( ipToPolicy, handleIpToPolicy ),
                   LUM_ON_MEMBER( ipToPolicy, policy, handlePolicy ), LUM_ON_MEMBER( ipToPolicy, vni, handleVni ) );
+   LUM_END( cleanup );
    LUM_MEMO( macToIp, Neroli::EthAddr, Neroli::IpGenAddr ); // the hosts that were found here
    LUM_MEMO( ipToMac, Neroli::IpGenAddr, Neroli::EthAddr ); // the same, the other way round
    LUM_SMS( vtepLocatorSm, Neroli::EthAddr, VtepLocatorSm );
@@ -107,6 +109,7 @@ class VniFdbStatusDirSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( vniDir, Lum::Dir const, LUM_ON( entityPtr, handleVniDir ) );
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
    LUM_ARG( config, Lum::Ptr< Config const > );
+   LUM_NO_END;
    LUM_SMS( l2StatusSm, Vxlan::Vni, L2StatusSm );
    LUM_MEMO( staleHost, IpVniPair, Lum::Ptr< StaleHost > );
    LUM_TASK( task, handleStaleHosts );

@@ -17,6 +17,7 @@ class VtepStatusDirSm : public Lum::PtrInterface {
       LUM_MACHINE( LumVtepStatusV2 );
       LUM_ARG_INPUT( vtepStatusV2, Loomis::VtepStatusV2 const, LUM_ON( vtepIpAddr, handleVtepIpAddrEntry ) );
       LUM_PARENT( parent, VtepStatusDirSm );
+      LUM_END( cleanup );
 
       void handleInitialized();
       void handleVtepIpAddrEntry();
@@ -32,6 +33,7 @@ class VtepStatusDirSm : public Lum::PtrInterface {
    LUM_ARG( switchId, Lum::String ); // colon form
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
    LUM_ARG_INPUT( vtepStatusDirV2, Loomis::VtepStatusDirV2 const, LUM_ON( vtepStatus, vtepStatusV2Follow ) );
+   LUM_END( cleanup );
    LUM_FOLLOWERS( vtepStatusV2, Lum::Name, LumVtepStatusV2, vtepStatusDirV2, vtepStatus );
    LUM_LOCAL( initialized, bool );
 
@@ -45,6 +47,7 @@ class VtepStatusRootSm : public Lum::PtrInterface {
    LUM_MACHINE( VtepStatusRootSm );
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
    LUM_ARG_INPUT( vtepStatusBaseDir, Lum::Dir const, LUM_ON( entityPtr, handleVtepEntry ) );
+   LUM_NO_END;
    LUM_SMS( vtepStatusSm, Lum::String, VtepStatusDirSm ); // by switch id
    LUM_LOCAL( initialized, bool );
 

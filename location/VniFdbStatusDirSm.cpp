@@ -31,8 +31,8 @@ void VniFdbStatusDirSm::handleVniDir( Lum::Name name ) {
    TRACE8( trace(), " vni: ", vni );
    if( auto const tables = Lum::entryOf< Loomis::VniFdbStatusV2 const >( vniDir(), name ) ) {
       l2StatusSmIs( vni, tables, policyHelperInfo() );
-   } else if( auto const gone = l2StatusSmDel( vni ) ) {
-      gone->cleanup();
+   } else {
+      l2StatusSmDel( vni );
    }
 }
 

@@ -25,7 +25,7 @@ void VtepStatusRootSm::handleVtepEntry( Lum::Name name ) {
       vtepStatusSmIs( switchId, policyHelperInfo(), status );
    } else {
       TRACE8( trace(), " Delete ", switchId );
-      if( auto const gone = vtepStatusSmDel( switchId ) ) gone->cleanup();
+      vtepStatusSmDel( switchId );
    }
 }
 

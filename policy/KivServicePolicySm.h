@@ -28,6 +28,7 @@ class InterceptVtepMonitorSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo const,
                   LUM_ON_KEY( vtepIpToSwitchPair, insideVtepIp, handleVtepIpToSwitchPair ) );
    LUM_PARENT( parent, ServicePolicyPerVniSm );
+   LUM_NO_END;
 
    /// Where the host was before the change; empty without a record.
    SwitchPair oldSwitchPair() const;
@@ -35,6 +36,12 @@ class InterceptVtepMonitorSm : public Lum::PtrInterface {
    void handleInitialized() {}
    void handleVtepIpToSwitchPair();
 };
+
+/// Whether the switches behind a host's VTEP are known to have changed.
+enum class SwitchUpdate : bool { no, yes };
+
+/// Why a host's flows are taken away: it moves on, and the service VTEPs keep their part; or it leaves the machine.
+enum class FlowRemoval { move, leave };
 
 /// One original VNI of one policy group: which of its hosts have flows, and where.
 ///
@@ -49,6 +56,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
    LUM_ARG( policyPublishBaseDir, Lum::Ptr< Lum::Dir > );
    LUM_PARENT( parent, ServicePolicyBrainSm );
+   LUM_END_BEFORE_REMOVAL( cleanup );
 
    LUM_LOCAL( fragmentName, Lum::String );
    LUM_LOCAL( serviceVni, Vxlan::VniOrNone );                        // the one in force
@@ -58,7 +66,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    LUM_LOCAL( flowRemovalTrigger, std::uint16_t ); // quiet rounds counted by the revoke task
    // Where this machine last placed each host. The running record's pair does not tell: the monitor writes it first.
    LUM_MEMO( shadowSwitchPair, Neroli::IpGenAddr, SwitchPair );
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void flowRemovalTriggerInc( std::uint16_t step );
 
@@ -72,10 +80,10 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    void handleInitialized();
    /// All hosts that the machine holds.
    void handleHost();
-   /// One host: came, moved or went. `switchUpdated` when the switches behind its VTEP changed.
-   void handleHost( Neroli::IpGenAddr ip, bool switchUpdated );
+   /// One host: came, moved or went.
+   void handleHost( Neroli::IpGenAddr ip, SwitchUpdate switchUpdated = SwitchUpdate::no );
    void handleServiceVni( Vxlan::VniOrNone newVni );
-   void handleServiceVtepSwitchId();
+   LUM_ALL_KEYS( handleServiceVtepSwitchId, policyRunningInfo, serviceVtepSwitchId );
    void handleServiceVtepSwitchId( Lum::String switchId );
    /// Takes back everything that was published.
    void cleanup();
@@ -93,7 +101,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    void deleteHost( Neroli::IpGenAddr ip, SwitchPair pair );
    Neroli::IpGenAddr getVtepIp( SwitchPair const & pair ) const;
    SwitchPair getPreviousSwitchPair( Neroli::IpGenAddr ip ) const;
-   SwitchPair getCurrentSwitchPair( Neroli::IpGenAddr ip, bool switchUpdated ) const;
+   SwitchPair getCurrentSwitchPair( Neroli::IpGenAddr ip, SwitchUpdate switchUpdated ) const;
    void watchVtep( Lum::Ptr< HostRunningInfo > const & running, Neroli::IpGenAddr vtepIp );
    void handleMove( HostRunningInfo & running, SwitchPair const & previous, SwitchPair const & current );
    bool mayIntercept( HostInfo const & info ) const;
@@ -107,7 +115,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    void removeIngressFlowFromVtep( Lum::String switchId, Neroli::IpGenAddr ip );
    void removeInterceptFlowsFromVtep( Lum::String switchId );
    void removeAllFlowsFromVtep( Lum::String switchId );
-   void manageFlowRemovalForHost( Neroli::IpGenAddr ip, SwitchPair pair );
+   void manageFlowRemovalForHost( Neroli::IpGenAddr ip, SwitchPair pair, FlowRemoval why );
    void manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAddr ip, SwitchPair pair );
    void revokeAllPolicyFragments();
 
@@ -132,12 +140,16 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
       LUM_ARG_INPUT( fragmentRunningInfo, FragmentRunningInfo,
                      LUM_ON( serviceVtepFlowConverged, handleFlowConverged ) );
       LUM_PARENT( parent, ServicePolicyBrainSm );
+      LUM_INITIALIZED_WITH( parent );
+      LUM_NO_END;
 
       /// Every service VTEP of the group, and there is one, has converged. A switch without an entry has not.
       bool serviceFlowConverged() const;
 
-      void handleInitialized() { handleFlowConverged(); }
-      void handleFlowConverged();
+      void handleInitialized() {
+         if( initialized() ) handleFlowConverged();
+      }
+      LUM_ALL_KEYS( handleFlowConverged, fragmentRunningInfo, serviceVtepFlowConverged );
       void handleFlowConverged( Lum::String switchId );
    };
 
@@ -157,10 +169,11 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
    LUM_ARG( policyPublishBaseDir, Lum::Ptr< Lum::Dir > );
    LUM_ARG( kivAgentConfig, Lum::Ptr< Config const > );
    LUM_PARENT( parent, ServicePolicyConfigSm );
+   LUM_END_BEFORE_REMOVAL( handleCleanup );
 
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
    LUM_INPUT( policyRunningInfo, PolicyRunningInfo, LUM_ON( serviceVtepSwitchId, handleServiceVtepSwitchId ),
-              LUM_ON( fragmentRunningInfo, fragmentRunningInfoFollow ) );
+              LUM_FOLLOW( fragmentRunningInfo, fragmentRunningInfo ) );
    LUM_INPUT( policyInfo, PolicyInfo, LUM_ON( originalToServiceVni, handleServiceVni ) );
    LUM_SMS( policyPerVniSm, Vxlan::VniOrNone, ServicePolicyPerVniSm );
    LUM_FOLLOWERS( fragmentRunningInfo, Vxlan::VniOrNone, FragmentInfoSm, policyRunningInfo, fragmentRunningInfo );
@@ -170,18 +183,17 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
    void policyInfoReadyIs( bool ready );
 
    void handleInitialized();
-   void handlePolicyName();
+   LUM_ALL_KEYS( handlePolicyName, servicePolicy, policyName );
    void handlePolicyName( Lum::String policyName );
-   void handleInterceptFlow();
+   LUM_ALL_KEYS( handleInterceptFlow, servicePolicy, interceptFlow );
    void handleInterceptFlow( Neroli::IpGenAddrWithMask key );
    void handleNearIntfUuid();
    void handleFarIntfUuid();
    void handleHostInfoChange( Lum::Ptr< HostInfo > host );
-   void handleServiceVni();
+   LUM_ALL_KEYS( handleServiceVni, policyInfo, originalToServiceVni );
    void handleServiceVni( Vxlan::VniOrNone vni );
-   void handleServiceVtepSwitchId();
    void handleServiceVtepSwitchId( Lum::String switchId );
-   /// The end of the group, before the machine is dropped: takes back everything and deletes its records.
+   /// The end of the group: takes back everything and deletes its records.
    void handleCleanup();
 
    /// Computes the readiness, stores it and returns it.
@@ -227,14 +239,14 @@ class ServiceIntfInfoSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( intfUuidToPolicy, IntfUuidToPolicy const, LUM_ON( policy, handleUuidToPolicy ) );
    LUM_ARG( policyPublishBaseDir, Lum::Ptr< Lum::Dir > );
    LUM_PARENT( parent, ServicePolicyConfigSm );
-   LUM_LOCAL( initialized, bool );
+   LUM_NO_END; // but for what the destructor does
+   LUM_INITIALIZED;
 
    ~ServiceIntfInfoSm() override;
 
    void handleInitialized();
-   void handleIntf();
+   LUM_ALL_KEYS( handleIntf, serviceIntfInfo, intf );
    void handleIntf( SwitchIntfPair intf );
-   void handleUuidToPolicy();
    void handleUuidToPolicy( Lum::String group );
 
  private:
@@ -258,11 +270,15 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
       LUM_MACHINE( IpToPolicySm );
       LUM_ARG_INPUT( ipToPolicy, HostInfo, LUM_ON( allPolicy, handleAllPolicy ) );
       LUM_PARENT( parent, ServicePolicyConfigSm );
+      LUM_INITIALIZED_WITH( parent );
+      LUM_NO_END;
 
       Neroli::IpGenAddr ip() const { return ipToPolicy()->name(); }
 
-      void handleInitialized() { handleAllPolicy(); }
-      void handleAllPolicy();
+      void handleInitialized() {
+         if( initialized() ) handleAllPolicy();
+      }
+      LUM_ALL_KEYS( handleAllPolicy, ipToPolicy, allPolicy );
       void handleAllPolicy( Lum::String policyName );
       /// The next group that names the host takes control, or none.
       void passControl();
@@ -271,28 +287,30 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
    LUM_MACHINE( ServicePolicyConfigSm );
    LUM_ARG_INPUT( servicePolicyConfig, ServicePolicyConfig const, LUM_ON( servicePolicy, handleServicePolicy ) );
    LUM_ARG_INPUT( serviceIntfConfig, ServiceIntfConfig const, LUM_ON( intfSet, handleServiceIntfInfo ) );
-   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON( ipToPolicy, ipToPolicyFollow ),
+   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_FOLLOW( ipToPolicy, ipToPolicy ),
                   LUM_ON( intfUuidToPolicy, handleServiceIntfInfo ),
                   LUM_ON( intfUuidToOwnerPolicy, handleIntfUuidToOwnerPolicy ) );
    LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
    LUM_ARG( policyPublishBaseDir, Lum::Ptr< Lum::Dir > );
    LUM_ARG( kivAgentConfig, Lum::Ptr< Config const > ); // read at each round; a new period counts from the next one
+   LUM_END_BEFORE_REMOVAL( destroy );
 
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
    LUM_SMS( servicePolicyBrainSm, Lum::String, ServicePolicyBrainSm );
    LUM_SMS( serviceIntfInfoSm, Lum::String, ServiceIntfInfoSm );
    LUM_FOLLOWERS( ipToPolicy, Neroli::IpGenAddr, IpToPolicySm, policyHelperInfo, ipToPolicy );
    LUM_TASK( taskRevokeServiceFlow, handleRevokeServiceFlow );
 
    void handleInitialized();
-   void handleServicePolicy();
+   // What this machine holds and the configuration does not is not searched for: each disappearance comes by its key.
+   LUM_ALL_KEYS( handleServicePolicy, servicePolicyConfig, servicePolicy );
    void handleServicePolicy( Lum::String key );
-   void handleServiceIntfInfo();
+   LUM_ALL_KEYS( handleServiceIntfInfo, serviceIntfConfig, intfSet );
    void handleServiceIntfInfo( Lum::String uuid );
-   void handleIntfUuidToOwnerPolicy();
+   LUM_ALL_KEYS( handleIntfUuidToOwnerPolicy, policyHelperInfo, intfUuidToPolicy ); // a free UUID has no owner entry
    void handleIntfUuidToOwnerPolicy( Lum::String uuid );
    void handleRevokeServiceFlow();
-   /// Revokes all groups. The machine is dropped next.
+   /// Revokes all groups.
    void destroy();
 
    /// A group lets go of a host; without any group left the host leaves the blackboard.

@@ -28,12 +28,7 @@ void ServiceIntfInfoSm::handleInitialized() {
    handleIntf();
 }
 
-void ServiceIntfInfoSm::handleIntf() {
-   for( auto const & [ intf, port ] : serviceIntfInfo()->intf() ) handleIntf( intf );
-}
-
 void ServiceIntfInfoSm::handleIntf( SwitchIntfPair intf ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " uuid: ", uuid(), " Intf: ", intf );
    for( auto const & [ group, member ] : intfUuidToPolicy()->policy() ) {
       auto const running = policyRunningInfoCol()->policyRunningInfo( group );
@@ -47,12 +42,7 @@ void ServiceIntfInfoSm::handleIntf( SwitchIntfPair intf ) {
    }
 }
 
-void ServiceIntfInfoSm::handleUuidToPolicy() {
-   for( auto const & [ group, member ] : intfUuidToPolicy()->policy() ) handleUuidToPolicy( group );
-}
-
 void ServiceIntfInfoSm::handleUuidToPolicy( Lum::String group ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " uuid: ", uuid(), " policy: ", group );
    auto const running = policyRunningInfoCol()->policyRunningInfo( group );
    if( !running ) return;

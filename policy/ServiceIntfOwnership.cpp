@@ -21,13 +21,11 @@ bool ServicePolicyBrainSm::checkServiceIntfOwnership( Lum::String const & near, 
 }
 
 void ServicePolicyBrainSm::handleNearIntfUuid() {
-   if( !initialized() ) return;
    handleIntfUuid( policyRunningInfo()->nearIntfUuid(), servicePolicy()->nearIntfUuid(),
                    &PolicyRunningInfo::nearIntfUuidIs );
 }
 
 void ServicePolicyBrainSm::handleFarIntfUuid() {
-   if( !initialized() ) return;
    handleIntfUuid( policyRunningInfo()->farIntfUuid(), servicePolicy()->farIntfUuid(),
                    &PolicyRunningInfo::farIntfUuidIs );
 }

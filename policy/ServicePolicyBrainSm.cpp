@@ -32,7 +32,7 @@ void ServicePolicyBrainSm::handleInitialized() {
       if( auto const machine = policyPerVniSm( running->originalVni() ) ) machine->hostIs( ip, running );
    }
    for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
-      if( auto const machine = policyPerVniSm( running->originalVni() ) ) machine->handleHost( ip, false );
+      if( auto const machine = policyPerVniSm( running->originalVni() ) ) machine->handleHost( ip );
    }
    if( setOrchestrationReadinessForPolicy() ) {
       // A restored group that is ready at once has its names and UUIDs from the configuration already. Its grants may
@@ -48,12 +48,7 @@ void ServicePolicyBrainSm::handleInitialized() {
    if( !policyInfoReady() ) fallBack(); // a restored group that cannot go on
 }
 
-void ServicePolicyBrainSm::handlePolicyName() {
-   for( auto const & [ policyName, member ] : servicePolicy()->policyName() ) handlePolicyName( policyName );
-}
-
 void ServicePolicyBrainSm::handlePolicyName( Lum::String policyName ) {
-   if( !initialized() ) return;
    if( servicePolicy()->policyName( policyName ) ) {
       policyRunningInfo()->policyNameIs( policyName, true );
    } else {
@@ -61,13 +56,8 @@ void ServicePolicyBrainSm::handlePolicyName( Lum::String policyName ) {
    }
 }
 
-void ServicePolicyBrainSm::handleInterceptFlow() {
-   for( auto const & [ key, flow ] : servicePolicy()->interceptFlow() ) handleInterceptFlow( key );
-}
-
 // The one place where a host enters and leaves the group.
 void ServicePolicyBrainSm::handleInterceptFlow( Neroli::IpGenAddrWithMask key ) {
-   if( !initialized() ) return;
    TRACE8( trace(), "ip: ", key );
    if( servicePolicy()->interceptFlow( key ) != InterceptFlowInfo() ) {
       addInterceptFlow( key.address() );
@@ -89,7 +79,7 @@ void ServicePolicyBrainSm::removeInterceptFlow( Neroli::IpGenAddr ip ) {
    if( auto const running = policyRunningInfo()->hostInfo( ip ) ) {
       auto const vni = running->originalVni();
       if( auto const machine = policyPerVniSm( vni ) ) {
-         machine->handleHost( ip, false );
+         machine->handleHost( ip );
          giveBackIfUnused( vni );
       }
    }
@@ -99,14 +89,13 @@ void ServicePolicyBrainSm::removeInterceptFlow( Neroli::IpGenAddr ip ) {
 void ServicePolicyBrainSm::giveBackIfUnused( Vxlan::VniOrNone vni ) {
    auto const machine = policyPerVniSm( vni );
    if( !machine || !machine->host().empty() ) return;
-   machine->cleanup();
    policyPerVniSmDel( vni );
    policyInfo()->originalToServiceVniDel( vni );
 }
 
 void ServicePolicyBrainSm::handleHostInfoChange( Lum::Ptr< HostInfo > host ) {
    // Of several groups that intercept an address, only the controlling one follows it.
-   if( initialized() && host->policy() == name() ) updateAndProcessHostInfo( host->name() );
+   if( host->policy() == name() ) updateAndProcessHostInfo( host->name() );
 }
 
 void ServicePolicyBrainSm::updateAndProcessHostInfo( Neroli::IpGenAddr ip ) {
@@ -116,32 +105,27 @@ void ServicePolicyBrainSm::updateAndProcessHostInfo( Neroli::IpGenAddr ip ) {
    auto const held = policyPerVniSm( originalVni );
    if( !info ) {
       TRACE6( trace(), " Host ", ip, " has been removed" );
-      if( held ) held->handleHost( ip, false );
+      if( held ) held->handleHost( ip );
       return;
    }
    auto const vni = info->vni();
    LUM_ASSERT( hostRunningInfo && ( "HostRunningInfo missing for " + ip.stringValue() ) );
    TRACE6( trace(), " Host info: ", ip, " mac: ", info->mac(), " switchId: ", info->switchPair(), " vni: ", vni );
-   if( originalVni != vni && held ) held->handleHost( ip, false ); // it leaves the old VNI first
+   if( originalVni != vni && held ) held->handleHost( ip ); // it leaves the old VNI first
    if( vni.isNone() ) return;
    if( policyRunningInfo()->originalToServiceVni( vni ).isNone() ) {
       TRACE6( trace(), " Request service VNI for ", vni );
       policyInfo()->originalToServiceVniIs( vni, Vxlan::VniOrNone() );
       return;
    }
-   makePerVniSm( vni )->handleHost( ip, false );
+   makePerVniSm( vni )->handleHost( ip );
 }
 
 Lum::Ptr< ServicePolicyPerVniSm > ServicePolicyBrainSm::makePerVniSm( Vxlan::VniOrNone vni ) {
    return policyPerVniSmIs( vni, policyRunningInfo(), policyHelperInfo(), policyPublishBaseDir() );
 }
 
-void ServicePolicyBrainSm::handleServiceVni() {
-   for( auto const & [ vni, serviceVni ] : policyInfo()->originalToServiceVni() ) handleServiceVni( vni );
-}
-
 void ServicePolicyBrainSm::handleServiceVni( Vxlan::VniOrNone vni ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " Policy: ", name(), " vni: ", vni );
    auto const granted = policyInfo()->originalToServiceVni( vni );
    if( !granted.isNone() ) {
@@ -170,7 +154,7 @@ void ServicePolicyBrainSm::takeUpWaitingHosts( ServicePolicyPerVniSm & machine )
       auto const info = policyHelperInfo()->ipToPolicy( ip );
       if( info && info->policy() == name() && info->vni() == machine.originalVni() && info->switchPair().members() > 0
           && !machine.host( ip ) ) {
-         machine.handleHost( ip, false );
+         machine.handleHost( ip );
       }
    }
 }
@@ -178,10 +162,7 @@ void ServicePolicyBrainSm::takeUpWaitingHosts( ServicePolicyPerVniSm & machine )
 void ServicePolicyBrainSm::withdrawServiceVni( Vxlan::VniOrNone vni ) {
    TRACE6( trace(), " service vni is deallocated" );
    policyRunningInfo()->originalToServiceVniDel( vni );
-   if( auto const machine = policyPerVniSm( vni ) ) {
-      machine->cleanup();
-      policyPerVniSmDel( vni );
-   }
+   policyPerVniSmDel( vni );
 }
 
 bool ServicePolicyBrainSm::setOrchestrationReadinessForPolicy() {
@@ -254,15 +235,9 @@ void ServicePolicyBrainSm::fallBack() {
    policyRunningInfo()->serviceVtepSwitchIdDelAll();
 }
 
-void ServicePolicyBrainSm::handleServiceVtepSwitchId() {
-   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
-      handleServiceVtepSwitchId( switchId );
-   }
-}
-
 // A switch that joins is the per-VNI machines' concern: they watch the same set.
 void ServicePolicyBrainSm::handleServiceVtepSwitchId( Lum::String switchId ) {
-   if( !initialized() || !policyInfoReady() ) return;
+   if( !policyInfoReady() ) return;
    TRACE8( trace(), " swId: ", switchId );
    if( policyRunningInfo()->serviceVtepSwitchId( switchId ) ) return;
    for( auto const & [ vni, fragment ] : policyRunningInfo()->fragmentRunningInfo() ) {
@@ -292,10 +267,7 @@ void ServicePolicyBrainSm::handleCleanup() {
    for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
       parent()->removeIpToPolicyMapping( ip, name() );
    }
-   for( auto const & [ vni, machine ] : policyPerVniSm() ) {
-      machine->cleanup();
-      policyPerVniSmDel( vni );
-   }
+   policyPerVniSmDelAll();
    if( policyInfo() ) policyInfo()->originalToServiceVniDelAll();
    cleanupIntfUuidToPolicy( policyRunningInfo()->nearIntfUuid() );
    cleanupIntfUuidToPolicy( policyRunningInfo()->farIntfUuid() );
@@ -316,14 +288,7 @@ bool ServicePolicyBrainSm::FragmentInfoSm::serviceFlowConverged() const {
    return true;
 }
 
-void ServicePolicyBrainSm::FragmentInfoSm::handleFlowConverged() {
-   for( auto const & [ switchId, converged ] : fragmentRunningInfo()->serviceVtepFlowConverged() ) {
-      handleFlowConverged( switchId );
-   }
-}
-
 void ServicePolicyBrainSm::FragmentInfoSm::handleFlowConverged( Lum::String switchId ) {
-   if( !parent()->initialized() ) return;
    auto const machine = parent()->policyPerVniSm( fragmentRunningInfo()->originalVni() );
    if( !machine ) return;
    bool const converged = serviceFlowConverged();

@@ -17,30 +17,18 @@ void ServicePolicyConfigSm::handleInitialized() {
    taskRevokeServiceFlowIs( policyHelperInfo()->taskScheduler(), Moth::TaskPriority( 2 ), "revokeServiceFlowTask" );
 }
 
-// What this machine holds and the configuration does not is not searched for: each disappearance comes by its key.
-void ServicePolicyConfigSm::handleServicePolicy() {
-   for( auto const & [ key, policy ] : servicePolicyConfig()->servicePolicy() ) handleServicePolicy( key );
-}
-
 void ServicePolicyConfigSm::handleServicePolicy( Lum::String key ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " Policy: ", key );
    if( auto const policy = servicePolicyConfig()->servicePolicy( key ) ) {
       servicePolicyBrainSmIs( key, policy, serviceIntfConfig(), policyHelperInfo(), policyRunningInfoCol(),
                               policyPublishBaseDir(), kivAgentConfig() );
-   } else if( auto const brain = servicePolicyBrainSm( key ) ) {
-      brain->handleCleanup();
+   } else {
       servicePolicyBrainSmDel( key );
    }
 }
 
-void ServicePolicyConfigSm::handleServiceIntfInfo() {
-   for( auto const & [ uuid, set ] : serviceIntfConfig()->intfSet() ) handleServiceIntfInfo( uuid );
-}
-
 // An interface machine lives exactly while its UUID is both configured and named by a group.
 void ServicePolicyConfigSm::handleServiceIntfInfo( Lum::String uuid ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " uuid: ", uuid );
    Lum::Ptr< IntfUuidToPolicy const > const users = policyHelperInfo()->intfUuidToPolicy( uuid );
    auto const set = serviceIntfConfig()->intfSet( uuid );
@@ -51,13 +39,8 @@ void ServicePolicyConfigSm::handleServiceIntfInfo( Lum::String uuid ) {
    }
 }
 
-void ServicePolicyConfigSm::handleIntfUuidToOwnerPolicy() {
-   for( auto const & [ uuid, users ] : policyHelperInfo()->intfUuidToPolicy() ) handleIntfUuidToOwnerPolicy( uuid );
-}
-
 // Offers a freed UUID to the groups that name it. The first that comes out ready takes it; the others wait on.
 void ServicePolicyConfigSm::handleIntfUuidToOwnerPolicy( Lum::String uuid ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " uuid: ", uuid );
    if( !policyHelperInfo()->intfUuidToOwnerPolicy( uuid ).empty() ) return;
    auto const users = policyHelperInfo()->intfUuidToPolicy( uuid );
@@ -93,7 +76,6 @@ bool ServicePolicyConfigSm::isSwitchIdPartOfIntfSet( Lum::String const & uuid, L
 }
 
 void ServicePolicyConfigSm::handleRevokeServiceFlow() {
-   if( !initialized() ) return;
    auto const period = kivAgentConfig()->flowRemovalPeriod();
    if( !taskRevokeServiceFlow()->taskCurrentlyRunning() ) {
       TRACE6( trace(), " Task not running, set flowRemovalPeriod: ", period );
@@ -125,19 +107,11 @@ void ServicePolicyConfigSm::revokeIfQuiet( ServicePolicyPerVniSm & machine, Lum:
 
 void ServicePolicyConfigSm::destroy() {
    TRACE8( trace() );
-   for( auto const & [ key, brain ] : servicePolicyBrainSm() ) {
-      brain->handleCleanup();
-      servicePolicyBrainSmDel( key );
-   }
-}
-
-void ServicePolicyConfigSm::IpToPolicySm::handleAllPolicy() {
-   for( auto const & [ policyName, member ] : ipToPolicy()->allPolicy() ) handleAllPolicy( policyName );
+   servicePolicyBrainSmDelAll();
 }
 
 // A second group does not displace the first; when the first lets go, the next one of the set takes control.
 void ServicePolicyConfigSm::IpToPolicySm::handleAllPolicy( Lum::String policyName ) {
-   if( !parent()->initialized() ) return;
    auto const host = ipToPolicy();
    if( host->allPolicy( policyName ) ) {
       if( host->policy().empty() ) host->policyIs( policyName );

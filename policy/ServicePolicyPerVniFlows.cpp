@@ -100,14 +100,7 @@ void ServicePolicyPerVniSm::addAllInterceptRulesToServiceVtep( Lum::String switc
    }
 }
 
-void ServicePolicyPerVniSm::handleServiceVtepSwitchId() {
-   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
-      handleServiceVtepSwitchId( switchId );
-   }
-}
-
 void ServicePolicyPerVniSm::handleServiceVtepSwitchId( Lum::String switchId ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " swId: ", switchId );
    auto const isServiceVtep = policyRunningInfo()->serviceVtepSwitchId( switchId );
    if( parent()->policyInfoReady() && serviceVni().value() != 0 && isServiceVtep ) {
@@ -157,11 +150,11 @@ void ServicePolicyPerVniSm::manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAd
    }
 }
 
-void ServicePolicyPerVniSm::manageFlowRemovalForHost( Neroli::IpGenAddr ip, SwitchPair pair ) {
+void ServicePolicyPerVniSm::manageFlowRemovalForHost( Neroli::IpGenAddr ip, SwitchPair pair, FlowRemoval why ) {
    auto const running = policyRunningInfo()->hostInfo( ip );
    TRACE8( trace(), " Host: ", ip, " Switch: ", pair, " State: ", running->state() );
    manageHostFlowRemovalFromSwitchPair( ip, pair );
-   if( running->state() != State::policyDeleted ) {
+   if( why == FlowRemoval::move ) {
       TRACE6( trace(), " Keep flows on service vtep" );
       running->stateIs( State::policyPending );
       return;

@@ -61,11 +61,11 @@ void ServicePolicyPerVniSm::handleInitialized() {
 }
 
 void ServicePolicyPerVniSm::handleHost() {
-   for( auto const & [ ip, running ] : host() ) handleHost( ip, false );
+   for( auto const & [ ip, running ] : host() ) handleHost( ip );
 }
 
-void ServicePolicyPerVniSm::handleHost( Neroli::IpGenAddr ip, bool switchUpdated ) {
-   TRACE8( trace(), " IP: ", ip, " switchUpdated: ", switchUpdated );
+void ServicePolicyPerVniSm::handleHost( Neroli::IpGenAddr ip, SwitchUpdate switchUpdated ) {
+   TRACE8( trace(), " IP: ", ip, " switchUpdated: ", switchUpdated == SwitchUpdate::yes );
    auto const info = policyHelperInfo()->ipToPolicy( ip );
    auto const running = policyRunningInfo()->hostInfo( ip );
    if( !isHandledHere( info.get(), running.get() ) ) {
@@ -141,10 +141,10 @@ SwitchPair ServicePolicyPerVniSm::getPreviousSwitchPair( Neroli::IpGenAddr ip ) 
 
 // A redirected host's traffic runs through the service device, so the fabric may report its MAC on a service VTEP. That
 // is no move. Only a first sighting is taken as it is, even on a service VTEP.
-SwitchPair ServicePolicyPerVniSm::getCurrentSwitchPair( Neroli::IpGenAddr ip, bool switchUpdated ) const {
+SwitchPair ServicePolicyPerVniSm::getCurrentSwitchPair( Neroli::IpGenAddr ip, SwitchUpdate switchUpdated ) const {
    auto const info = policyHelperInfo()->ipToPolicy( ip );
    auto const running = policyRunningInfo()->hostInfo( ip );
-   bool const placed = running->insideVtepSwitchPair().members() > 0 || switchUpdated;
+   bool const placed = running->insideVtepSwitchPair().members() > 0 || switchUpdated == SwitchUpdate::yes;
    return placed && parent()->matchesServiceVtep( info->switchPair() ) ? running->insideVtepSwitchPair()
                                                                        : info->switchPair();
 }
@@ -172,7 +172,7 @@ void ServicePolicyPerVniSm::handleMove( HostRunningInfo & running, SwitchPair co
       TRACE6( trace(), " Host is now seen on two switches: ", current );
    } else if( previous != current ) {
       TRACE6( trace(), " Inside Vtep changed from ", previous, " to ", current );
-      manageFlowRemovalForHost( running.ip(), previous );
+      manageFlowRemovalForHost( running.ip(), previous, FlowRemoval::move );
    }
 }
 
@@ -201,8 +201,8 @@ void ServicePolicyPerVniSm::deleteHost( Neroli::IpGenAddr ip, SwitchPair pair ) 
    // A repeated call must not count a neighbour as the last host and take its flows.
    bool const touched = running && !isUntouched( ip, *running );
    if( touched ) {
-      running->stateIs( State::policyDeleted );
-      manageFlowRemovalForHost( ip, pair );
+      running->stateIs( State::policyDeleted ); // for whoever watches the host
+      manageFlowRemovalForHost( ip, pair, FlowRemoval::leave );
       running->stateIs( State::policyPending );
    }
    hostDel( ip );
@@ -242,8 +242,8 @@ void InterceptVtepMonitorSm::handleVtepIpToSwitchPair() {
    auto const now = policyHelperInfo()->vtepIpToSwitchPair( insideVtepIp() );
    TRACE8( trace(), " Old SwitchPair: ", oldSwitchPair(), " new SwitchPair: ", now );
    hostRunningInfo()->insideVtepSwitchPairIs( now );
-   // The flag lets a host with an empty pair be looked at again.
-   parent()->handleHost( hostRunningInfo()->ip(), true );
+   // So that a host with an empty pair is looked at again.
+   parent()->handleHost( hostRunningInfo()->ip(), SwitchUpdate::yes );
 }
 
 } // namespace Kiv

@@ -36,6 +36,7 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
       LUM_ARG( name, Lum::Name );
       LUM_ARG_INPUT( election, VniElection const, LUM_ON( vote, handleVote ) );
       LUM_PARENT( parent, CoalescedPolicyGrSm );
+      LUM_NO_END;
 
       void handleInitialized() {}
       void handleVote();
@@ -50,6 +51,7 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
       LUM_MACHINE( LumFragment );
       LUM_ARG_INPUT( fragment, V1::ServicePolicyFragmentStatus const, LUM_ON( grCookie, handleGrCookie ) );
       LUM_PARENT( parent, LumPolicy );
+      LUM_NO_END;
 
       void handleInitialized() { handleGrCookie(); }
       void handleGrCookie();
@@ -64,6 +66,7 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
       LUM_ARG( name, Lum::Name ); // the switch's id in hyphen form
       LUM_ARG_INPUT( policy, V1::KivPolicyFragmentStatus const, LUM_ON( policyFragment, handlePolicyFragment ) );
       LUM_PARENT( parent, CoalescedPolicyGrSm );
+      LUM_NO_END;
       LUM_FOLLOWERS( fragment, Lum::String, LumFragment, policy, policyFragment );
       LUM_LOCAL( initialized, bool );
 

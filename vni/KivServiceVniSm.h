@@ -61,6 +61,7 @@ class ServiceVniSm : public Lum::PtrInterface {
       LUM_MACHINE( LumPolicyInfo );
       LUM_ARG_INPUT( policyInfo, PolicyInfo, LUM_ON( originalToServiceVni, handleServiceVniReq ) );
       LUM_PARENT( parent, ServiceVniSm );
+      LUM_END( cleanup );
 
       void handleInitialized() { handleServiceVniReq(); }
       void handleServiceVniReq();
@@ -73,6 +74,7 @@ class ServiceVniSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON( policyInfo, policyInfoFollow ) );
    LUM_ARG_INPUT( kivAgentConfig, Config const, LUM_ON( vniRange, handleVniRange ) );
    LUM_ARG( vtepAllPolicyFragmentStatus, Lum::Ptr< VtepAllPolicyFragmentStatus const > ); // read at the start only
+   LUM_NO_END;
    LUM_FOLLOWERS( policyInfo, Lum::Name, LumPolicyInfo, policyHelperInfo, policyInfo );
    LUM_LOCAL( initialized, bool );
 

@@ -137,10 +137,18 @@ decltype( auto ) withParent( Owner * owner, Use use, Args const &... args ) {
    }
 }
 
-/// Lets a machine that has been removed undo what it wrote, if it wrote anything.
-template< class T >
-void cleanUp( T & machine ) {
-   if constexpr( requires { machine.cleanup(); } ) machine.cleanup();
+/// When the end of a machine runs: never, on the machine that has been removed, or while its owner still holds it.
+enum class End { none, removed, held };
+
+/// The second argument of an xDel that leaves the end out.
+struct WithoutEnd {};
+inline constexpr WithoutEnd withoutEnd;
+
+template< End now, class T >
+void runEnd( T & machine ) {
+   static_assert(
+      requires { T::lumEndWhen; }, "a child machine says how it ends: LUM_END, LUM_END_BEFORE_REMOVAL or LUM_NO_END" );
+   if constexpr( T::lumEndWhen == now ) machine.lumEnd();
 }
 
 /// Cuts a child machine off from its owner and from activity.
@@ -174,6 +182,15 @@ class MachineMap : public HashMap2018< K, Ptr< T > > {
       return machine;
    }
 
+   /// Removes the machine, with its end.
+   Ptr< T > del( K const & key ) {
+      if( auto const held = at( key ) ) runEnd< End::held >( *held );
+      auto gone = take( key );
+      if( gone ) runEnd< End::removed >( *gone );
+      return gone;
+   }
+
+   /// Removes it without.
    Ptr< T > take( K const & key ) {
       auto * node = this->find( key );
       if( !node ) return nullptr;
@@ -209,6 +226,15 @@ class MachineSlot {
       return machine_ = machine;
    }
 
+   /// Removes the machine, with its end.
+   Ptr< T > del() {
+      if( auto const held = machine_ ) runEnd< End::held >( *held );
+      auto gone = take();
+      if( gone ) runEnd< End::removed >( *gone );
+      return gone;
+   }
+
+   /// Removes it without.
    Ptr< T > take() {
       if( machine_ ) detachMachine( *machine_ );
       return std::exchange( machine_, nullptr );
@@ -240,6 +266,44 @@ class MachineSlot {
          if constexpr( requires { attribute.zombieIs( *this, zombie ); } ) attribute.zombieIs( *this, zombie );        \
       } );                                                                                                             \
       lumMarkedForDeletionIs( zombie );                                                                                \
+   }                                                                                                                   \
+   static_assert( true )
+
+/// The machine's `initialized`, false at first. While it is false no reaction of the machine runs; only followers keep
+/// following. A handler that is called by name is not held back.
+#define LUM_INITIALIZED                                                                                                \
+   bool initialized() const { return initialized_; }                                                                   \
+   void initializedIs( bool value ) { initialized_ = value; }                                                          \
+   bool lumHears() const { return initialized_; }                                                                      \
+                                                                                                                       \
+ private:                                                                                                              \
+   bool initialized_ = false;                                                                                          \
+                                                                                                                       \
+ public:                                                                                                               \
+   static_assert( true )
+
+/// The same for a machine without a flag of its own: that of its owner counts.
+#define LUM_INITIALIZED_WITH( owner )                                                                                  \
+   bool initialized() const { return owner()->initialized(); }                                                         \
+   bool lumHears() const { return initialized(); }                                                                     \
+   static_assert( true )
+
+/// The end of a machine takes back what it wrote. The owner's xDel calls `operation` on the machine that it has
+/// removed.
+#define LUM_END( operation ) LUM_END_( operation, Lum::End::removed )
+/// The same just before the removal, while the machine still hears and others find it by its key.
+#define LUM_END_BEFORE_REMOVAL( operation ) LUM_END_( operation, Lum::End::held )
+/// For a child machine that leaves what it wrote, or wrote nothing.
+#define LUM_NO_END static constexpr Lum::End lumEndWhen = Lum::End::none
+#define LUM_END_( operation, when )                                                                                    \
+   static constexpr Lum::End lumEndWhen = when;                                                                        \
+   void lumEnd() { operation(); }                                                                                      \
+   static_assert( true )
+
+/// The handler for all keys: the one for a single key, for each that is in the collection.
+#define LUM_ALL_KEYS( handler, input, attribute )                                                                      \
+   void handler() {                                                                                                    \
+      for( auto const & [ each, value ] : input()->attribute() ) handler( each );                                      \
    }                                                                                                                   \
    static_assert( true )
 
@@ -278,11 +342,19 @@ class MachineSlot {
 /// The back pointer to the owner: not counted, always the last argument, and always named `parent`.
 #define LUM_PARENT( parent, ... ) LUM_ARG( parent, __VA_ARGS__ * )
 
-/// Reactions, the variable arguments of an input. `handler` is called without argument for an attribute without keys
-/// and when the input was replaced, with the key for one member of a collection.
+/// Reactions, the variable arguments of an input. `handler` is called without argument for an attribute without keys,
+/// with the key for one member of a collection. When the input was replaced, it is called without argument, too; a
+/// handler that takes a key only is called for every key instead.
 #define LUM_ON( attribute, handler )                                                                                   \
-   on( Lum::OnAttribute< typename LumWatched::LumAttribute_##attribute >{},                                            \
-       []( LumSelf & machine, auto const &... key ) { machine.handler( key... ); } )
+   on(                                                                                                                 \
+      Lum::OnAttribute< typename LumWatched::LumAttribute_##attribute >{},                                             \
+      []( auto & machine, auto const &... key ) requires requires { machine.handler( key... ); } {                     \
+         machine.handler( key... );                                                                                    \
+      } )
+/// Keeps the child machines `followers` (LUM_FOLLOWERS) equal to the collection, whether `initialized` or not.
+#define LUM_FOLLOW( attribute, followers )                                                                             \
+   on( Lum::OnFollowed< typename LumWatched::LumAttribute_##attribute >{},                                             \
+       []( LumSelf & machine, auto const &... key ) { machine.followers##Follow( key... ); } )
 /// Only for one key of a collection, a constructor argument of the machine; `handler` takes no argument.
 #define LUM_ON_KEY( attribute, argument, handler )                                                                     \
    on(                                                                                                                 \
@@ -391,7 +463,8 @@ class MachineSlot {
    Lum::Ptr< __VA_ARGS__ > attribute##Is( Args const &... args ) {                                                     \
       return attribute##_.make( this, args... );                                                                       \
    }                                                                                                                   \
-   Lum::Ptr< __VA_ARGS__ > attribute##Del() { return attribute##_.take(); }                                            \
+   Lum::Ptr< __VA_ARGS__ > attribute##Del() { return attribute##_.del(); }                                             \
+   Lum::Ptr< __VA_ARGS__ > attribute##Del( Lum::WithoutEnd ) { return attribute##_.take(); }                           \
    struct LumAttribute_##attribute {                                                                                   \
       LUM_DESCRIBE_MACHINE_( attribute, Lum::Form::machine )                                                           \
       static void activeIs( Owner & owner, bool active ) {                                                             \
@@ -408,6 +481,11 @@ class MachineSlot {
 #define LUM_SMS_( attribute, K, ... )                                                                                  \
    auto const & attribute() const { return attribute##_; }                                                             \
    Lum::Ptr< __VA_ARGS__ > attribute( K const & key ) const { return attribute##_.at( key ); }                         \
+   Lum::Ptr< __VA_ARGS__ > attribute##Del( K key ) { return attribute##_.del( key ); }                                 \
+   Lum::Ptr< __VA_ARGS__ > attribute##Del( K key, Lum::WithoutEnd ) { return attribute##_.take( key ); }               \
+   void attribute##DelAll() {                                                                                          \
+      for( auto const & [ key, machine ] : attribute##_ ) attribute##Del( key );                                       \
+   }                                                                                                                   \
                                                                                                                        \
  private:                                                                                                              \
    Lum::MachineMap< K, __VA_ARGS__ > attribute##_;                                                                     \
@@ -430,10 +508,6 @@ class MachineSlot {
    Lum::Ptr< __VA_ARGS__ > attribute##Is( K key, Args const &... args ) {                                              \
       return attribute##_.make making;                                                                                 \
    }                                                                                                                   \
-   Lum::Ptr< __VA_ARGS__ > attribute##Del( K key ) { return attribute##_.take( key ); }                                \
-   void attribute##DelAll() {                                                                                          \
-      for( auto const & [ key, machine ] : attribute##_ ) attribute##Del( key );                                       \
-   }                                                                                                                   \
    struct LumAttribute_##attribute {                                                                                   \
       LUM_DESCRIBE_SMS_( attribute )                                                                                   \
    };                                                                                                                  \
@@ -441,7 +515,7 @@ class MachineSlot {
 
 /// One child machine for each record of the collection `watched` of `input`, another attribute of this machine. The
 /// record is the child's first argument, and an input of it; a record that is replaced retargets the child. A child
-/// whose record goes is removed, and its `cleanup()` undoes what it wrote.
+/// whose record goes is removed. The input has a LUM_FOLLOW for it.
 #define LUM_FOLLOWERS( attribute, K, T, input, watched )                                                               \
    LUM_TABLE_ENTRY( attribute );                                                                                       \
    template< class Record >                                                                                            \
@@ -452,14 +526,6 @@ class MachineSlot {
          return held;                                                                                                  \
       }                                                                                                                \
       return attribute##_.make( this, record->lumKey(), record );                                                      \
-   }                                                                                                                   \
-   Lum::Ptr< T > attribute##Del( K key ) {                                                                             \
-      auto gone = attribute##_.take( key );                                                                            \
-      if( gone ) Lum::cleanUp( *gone );                                                                                \
-      return gone;                                                                                                     \
-   }                                                                                                                   \
-   void attribute##DelAll() {                                                                                          \
-      for( auto const & [ key, machine ] : attribute##_ ) attribute##Del( key );                                       \
    }                                                                                                                   \
    /* A loop: what a child writes at its start or its end may change the collection again. */                          \
    void attribute##Follow( K key ) {                                                                                   \

@@ -5,6 +5,7 @@
 #include "platform/lum/Entity.h"
 
 #include <array>
+#include <type_traits>
 #include <utility>
 
 namespace Lum {
@@ -13,6 +14,9 @@ namespace Lum {
 template< class Attribute >
 struct OnAttribute { // every change: all keys of a collection
    static constexpr char const * name = Attribute::name;
+};
+template< class Attribute >
+struct OnFollowed : OnAttribute< Attribute > { // the same, for the machine's followers
 };
 template< class Attribute >
 struct OnKey { // one key of a collection
@@ -66,12 +70,24 @@ class Reactor final : public NotifieeConst {
    void onAttribute( Subscription const & which, Change const & change ) override {
       std::size_t index = Input::count > 1 ? static_cast< std::size_t >( &which - subscriptions_.data() ) : 0;
       Input::reactions( [ & ]( auto kind, auto handler, auto... ) {
-         if( index-- == 0 ) call( kind, handler, change );
+         if( index-- == 0 && hears( kind ) ) call( kind, handler, change );
       } );
    }
 
  private:
    Machine & machine() const { return static_cast< Machine & >( *NotifieeConst::machine() ); }
+
+   /// Whether the machine's reactions run at all. The upkeep of followers is none: what they are is told by the
+   /// collection.
+   template< class Kind >
+   bool hears( Kind ) const {
+      if constexpr( requires( Machine & any ) { any.lumHears(); } ) return machine().lumHears();
+      return true;
+   }
+   template< class A >
+   bool hears( OnFollowed< A > ) const {
+      return true;
+   }
 
    void reconnect() {
       disconnect();
@@ -144,8 +160,11 @@ class Reactor final : public NotifieeConst {
    void call( OnMembership< C >, Handler handler, Change const & change ) {
       handler( machine(), childOf< C >( change.member ) );
    }
+   /// A child in C as the input shows it: read-only where the input is.
    template< class C >
-   static Ptr< typename C::Value > childOf( PtrInterface * object ) {
+   using Child = std::conditional_t< std::is_const_v< Watched >, typename C::Value const, typename C::Value >;
+   template< class C >
+   static Ptr< Child< C > > childOf( PtrInterface * object ) {
       return static_cast< typename C::Value * >( object );
    }
 
@@ -155,23 +174,37 @@ class Reactor final : public NotifieeConst {
       KeepAlive const alive( NotifieeConst::machine() );
       auto const target = notifier_;
       Input::reactions( [ & ]( auto kind, auto handler, auto... ) {
-         if( zombie_ || notifier_ != target ) return;
+         auto const watches = [ & ] { return !zombie_ && notifier_ == target && this->hears( kind ); };
+         if( !watches() ) return;
          try {
-            this->callAllKeys( kind, handler );
+            this->callAllKeys( kind, handler, watches );
          } catch( ... ) {
             onNotificationException( textOf( typeName< std::remove_const_t< Watched > >(), "::", kind.name ) );
          }
       } );
    }
-   template< class Kind, class Handler >
-   void callAllKeys( Kind, Handler handler ) {
+   template< class Kind, class Handler, class Watches >
+   void callAllKeys( Kind, Handler handler, Watches ) {
       handler( machine() );
    }
-   template< class C, class A, class Handler >
-   void callAllKeys( OnMember< C, A >, Handler ) {} // covered by the reaction to the membership
-   template< class C, class Handler >
-   void callAllKeys( OnMembership< C >, Handler handler ) {
-      for( auto const & [ key, member ] : C::all( *notifier_ ) ) handler( machine(), member );
+   /// A handler that takes a key only is called for each.
+   template< class A, class Handler, class Watches >
+   void callAllKeys( OnAttribute< A >, Handler handler, Watches watches ) {
+      if constexpr( std::is_invocable_v< Handler, Machine & > ) {
+         handler( machine() );
+      } else {
+         for( auto const & [ key, value ] : A::all( *notifier_ ) ) {
+            if( watches() ) handler( machine(), key );
+         }
+      }
+   }
+   template< class C, class A, class Handler, class Watches >
+   void callAllKeys( OnMember< C, A >, Handler, Watches ) {} // covered by the reaction to the membership
+   template< class C, class Handler, class Watches >
+   void callAllKeys( OnMembership< C >, Handler handler, Watches watches ) {
+      for( auto const & [ key, member ] : C::all( *notifier_ ) ) {
+         if( watches() ) handler( machine(), Ptr< Child< C > >( member ) );
+      }
    }
 
    Ptr< Watched > notifier_;

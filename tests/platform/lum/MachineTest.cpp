@@ -14,6 +14,7 @@ class OakSm : public Lum::PtrInterface {
    LUM_MACHINE( OakSm );
    LUM_ARG_INPUT( leaf, Leaf const, LUM_ON( level, handleLevel ) );
    LUM_PARENT( parent, GroveSm );
+   LUM_END( cleanup );
 
    void handleInitialized() { note( "made" ); }
    void handleLevel() { note( "level=" + std::to_string( leaf()->level() ) ); }
@@ -30,6 +31,7 @@ class PlotSm : public Lum::PtrInterface {
    LUM_ARG( owner, Lum::String );
    LUM_ARG_INPUT( tree, Tree const, LUM_ON( height, handleHeight ) );
    LUM_ARG( stage, Stage * );
+   LUM_NO_END;
 
    void handleInitialized() { stage()->called( std::to_string( number() ) + " made" ); }
    void handleHeight() { stage()->called( Lum::textOf( number(), " height=", tree()->height() ) ); }
