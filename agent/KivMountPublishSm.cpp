@@ -22,12 +22,6 @@ void MountPublishSm::handleInitialized() {
    cleanupStaleMounts();
 }
 
-void MountPublishSm::handlePublishEligibleSwitch() {
-   for( auto const & [ name, member ] : policyHelperInfo()->publishEligibleSwitch() ) {
-      handlePublishEligibleSwitch( name );
-   }
-}
-
 void MountPublishSm::handlePublishEligibleSwitch( Lum::String name ) {
    TRACE8( trace(), " switch: ", name );
    if( policyHelperInfo()->publishEligibleSwitch( name ) ) {

@@ -20,7 +20,7 @@ class MountPublishSm : public Lum::PtrInterface {
    LUM_END_BEFORE_REMOVAL( destroy );
 
    void handleInitialized();
-   void handlePublishEligibleSwitch();
+   LUM_ALL_KEYS( handlePublishEligibleSwitch, policyHelperInfo, publishEligibleSwitch );
    void handlePublishEligibleSwitch( Lum::String name );
    /// Withdraws from all switches, eligible or not.
    void destroy();

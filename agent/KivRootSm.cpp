@@ -27,7 +27,6 @@ bool RootSm::topologyReady() const {
 }
 
 void RootSm::handleEnable() {
-   if( !initialized() ) return;
    bool const enabled = kivAgentConfig()->enabled() && hubstoreStatus()->enabled() && clusterStatus()->leader();
    bool const kivReady =
       topologyReady() && agent()->initialMountsComplete() && servicePolicySourceState()->convergenceComplete();
@@ -56,7 +55,7 @@ void RootSm::handleServiceConvergenceState() {
 
 void RootSm::handleInitialSwitchMountsComplete() {
    TRACE8( trace() );
-   if( initialized() ) handleEnable();
+   handleEnable();
 }
 
 void RootSm::begin() {

@@ -56,7 +56,7 @@ class RootSm : public Lum::PtrInterface {
    LUM_SM( serviceVniSm, ServiceVniSm );
    LUM_SM( errorStatusSm, ErrorStatusSm );
    LUM_SM( macMoveSm, MacMoveSm );
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized();
    /// Safe to repeat: it has no memory of its own.

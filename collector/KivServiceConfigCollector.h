@@ -31,7 +31,7 @@ class ServiceConfigCopySm : public Lum::PtrInterface {
       LUM_END( cleanup );
 
       LUM_LOCAL( servicePolicyOut, Lum::Ptr< ServicePolicy > ); // null until it has won once
-      LUM_LOCAL( initialized, bool );
+      LUM_LOCAL( initialized, bool ); // no LUM_INITIALIZED: a standby's handlers leave a trace
 
       Lum::Name name() const { return servicePolicyIn()->name(); }
 
@@ -61,7 +61,7 @@ class ServiceConfigCopySm : public Lum::PtrInterface {
       LUM_END( cleanup );
 
       LUM_LOCAL( serviceIntfInfoOut, Lum::Ptr< ServiceIntfInfo > ); // null until it has won once
-      LUM_LOCAL( initialized, bool );
+      LUM_LOCAL( initialized, bool );                               // as above
 
       Lum::String uuid() const { return serviceIntfInfoIn()->uuid(); }
 
@@ -79,14 +79,14 @@ class ServiceConfigCopySm : public Lum::PtrInterface {
 
    LUM_MACHINE( ServiceConfigCopySm );
    LUM_ARG( source, Lum::String );
-   LUM_ARG_INPUT( servicePolicyConfigIn, ServicePolicyConfig const, LUM_ON( servicePolicy, servicePolicyInFollow ) );
-   LUM_ARG_INPUT( serviceIntfConfigIn, ServiceIntfConfig const, LUM_ON( intfSet, serviceIntfInfoInFollow ) );
+   LUM_ARG_INPUT( servicePolicyConfigIn, ServicePolicyConfig const, LUM_FOLLOW( servicePolicy, servicePolicyIn ) );
+   LUM_ARG_INPUT( serviceIntfConfigIn, ServiceIntfConfig const, LUM_FOLLOW( intfSet, serviceIntfInfoIn ) );
    LUM_ARG( servicePolicyConfigOut, Lum::Ptr< ServicePolicyConfig > );
    LUM_ARG( serviceIntfConfigOut, Lum::Ptr< ServiceIntfConfig > );
    LUM_PARENT( parent, ServiceConfigDirMonitorSm );
    LUM_NO_END; // but for what the destructor does
 
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
    LUM_FOLLOWERS( servicePolicyIn, Lum::Name, ServicePolicySm, servicePolicyConfigIn, servicePolicy );
    LUM_FOLLOWERS( serviceIntfInfoIn, Lum::String, ServiceIntfInfoSm, serviceIntfConfigIn, intfSet );
 
@@ -124,7 +124,7 @@ class ServiceConfigDirMonitorSm : public Lum::PtrInterface {
 
    LUM_SMS( serviceConfigCopySm, Lum::String, ServiceConfigCopySm );               // by source
    LUM_SMS( servicePolicySourceStateSm, Lum::String, ServicePolicySourceStateSm ); // by source
-   LUM_LOCAL( initialized, bool );
+   LUM_LOCAL( initialized, bool ); // no LUM_INITIALIZED: a source may come while the first walk makes the others
 
    /// Withdraws every source in turn, which empties the merged configuration.
    ~ServiceConfigDirMonitorSm() override;

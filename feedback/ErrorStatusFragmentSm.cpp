@@ -32,12 +32,7 @@ void FragmentSm::handleInitialized() {
    handleFlowStatus();
 }
 
-void FragmentSm::handleFlowStatus() {
-   for( auto const & [ flowName, status ] : fragment()->flowStatus() ) handleFlowStatus( flowName );
-}
-
 void FragmentSm::handleFlowStatus( Lum::Name flowName ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " fragment: ", fragmentName(), " flow: ", flowName );
    auto const policy = getPolicyName( fragmentName() );
    auto const running = parent()->policyRunningInfoCol()->policyRunningInfo( policy );
@@ -57,7 +52,7 @@ void FragmentSm::handleFlowStatus( Lum::Name flowName ) {
 
 // A host may join its group after the report of its flow, and the switch has no reason to report it again.
 void FragmentSm::handleHost( Lum::Ptr< HostRunningInfo > host ) {
-   if( !initialized() || running()->hostInfo( host->ip() ) != host ) return;
+   if( running()->hostInfo( host->ip() ) != host ) return;
    if( isFlowProgrammed( insideIngressFlowName( host->ip() ) ) ) host->insideVtepIngressFlowPresentIs( true );
 }
 

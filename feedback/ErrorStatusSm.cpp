@@ -13,12 +13,7 @@ void ErrorStatusSm::handleInitialized() {
    handleKivPolicyStatusDir();
 }
 
-void ErrorStatusSm::handleKivPolicyStatusDir() {
-   for( auto const & [ key, entity ] : kivPolicyStatusDir()->entityPtr() ) handleKivPolicyStatusDir( key );
-}
-
 void ErrorStatusSm::handleKivPolicyStatusDir( Lum::Name key ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " key: ", key );
    if( auto const status = Lum::entryOf< V1::KivPolicyFragmentStatus const >( kivPolicyStatusDir(), key ) ) {
       TRACE6( trace(), " create ErrorStatusPerVtepSm for ", key );

@@ -33,12 +33,12 @@ class ErrorStatusPerVtepSm : public Lum::PtrInterface {
 
       // The group, as soon as it is there.
       LUM_INPUT( running, PolicyRunningInfo, LUM_ON_MEMBERSHIP( hostInfo, handleHost ) );
-      LUM_LOCAL( initialized, bool );
+      LUM_INITIALIZED;
 
       Lum::String fragmentName() const { return fragment()->name(); }
 
       void handleInitialized();
-      void handleFlowStatus();
+      LUM_ALL_KEYS( handleFlowStatus, fragment, flowStatus );
       void handleFlowStatus( Lum::Name flowName );
       void handleHost( Lum::Ptr< HostRunningInfo > host );
       /// The fragment or its switch is gone: its service flows have not converged, and its hosts' flows count no more.
@@ -60,14 +60,14 @@ class ErrorStatusPerVtepSm : public Lum::PtrInterface {
 
    LUM_MACHINE( ErrorStatusPerVtepSm );
    LUM_ARG( name, Lum::Name ); // the switch's id in hyphen form
-   LUM_ARG_INPUT( vtepPolicyStatus, V1::KivPolicyFragmentStatus const, LUM_ON( policyFragment, fragmentFollow ) );
+   LUM_ARG_INPUT( vtepPolicyStatus, V1::KivPolicyFragmentStatus const, LUM_FOLLOW( policyFragment, fragment ) );
    LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
    LUM_ARG( serviceIntfConfig, Lum::Ptr< ServiceIntfConfig const > );
    LUM_PARENT( parent, ErrorStatusSm );
    LUM_END( cleanup );
 
    LUM_FOLLOWERS( fragment, Lum::String, FragmentSm, vtepPolicyStatus, policyFragment );
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized() { initializedIs( true ); } // the fragments' machines are there already
    /// The switch is gone: every fragment cleans up.
@@ -87,10 +87,10 @@ class ErrorStatusSm : public Lum::PtrInterface {
    LUM_NO_END;
 
    LUM_SMS( errorStatusPerVtepSm, Lum::Name, ErrorStatusPerVtepSm ); // by the switch's id in hyphen form
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized();
-   void handleKivPolicyStatusDir();
+   LUM_ALL_KEYS( handleKivPolicyStatusDir, kivPolicyStatusDir, entityPtr );
    /// One switch. An entry of another type counts as absent. Raises NameInUseException when the entry of a known switch
    /// was replaced by another; the machine then goes on with the old one.
    void handleKivPolicyStatusDir( Lum::Name key );

@@ -53,7 +53,7 @@ class PolicyInfoSm : public Lum::PtrInterface {
                      LUM_ON( moveCountByVtep, handleHostState ) );
       LUM_PARENT( parent, PolicyInfoSm );
       LUM_END( cleanup );
-      LUM_LOCAL( initialized, bool );
+      LUM_INITIALIZED;
       LUM_LOCAL( inputVniMac, VniMac ); // the entry that this host holds in the
                                         // output; empty when none
 
@@ -71,11 +71,11 @@ class PolicyInfoSm : public Lum::PtrInterface {
    LUM_ARG( name, Lum::Name );
    LUM_ARG( vniDir, Lum::Ptr< Lum::Dir const > );
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo const > );
-   LUM_ARG_INPUT( policyRunningInfo, PolicyRunningInfo, LUM_ON( hostInfo, hostInfoFollow ) );
+   LUM_ARG_INPUT( policyRunningInfo, PolicyRunningInfo, LUM_FOLLOW( hostInfo, hostInfo ) );
    LUM_ARG( kivVniStatusDir, Lum::Ptr< Loomis::VniStatusDirV2 > );
    LUM_END_BEFORE_REMOVAL( cleanup );
    LUM_FOLLOWERS( hostInfo, Neroli::IpGenAddr, HostInfoSm, policyRunningInfo, hostInfo );
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized() { initializedIs( true ); }
    void cleanup();
@@ -91,11 +91,11 @@ class VtepPolicyStatusSm : public Lum::PtrInterface {
       LUM_ARG_INPUT( fragment, V1::ServicePolicyFragmentStatus const, LUM_ON( flowStatus, handleFlowStatus ) );
       LUM_PARENT( parent, VtepPolicyStatusSm );
       LUM_END( cleanup );
-      LUM_LOCAL( initialized, bool );
+      LUM_INITIALIZED;
       LUM_LOCAL( lastMovedHost, Neroli::IpGenAddr ); // unset when none
 
       void handleInitialized();
-      void handleFlowStatus();
+      LUM_ALL_KEYS( handleFlowStatus, fragment, flowStatus );
       void handleFlowStatus( Lum::Name flowName );
       void cleanup();
 
@@ -107,11 +107,11 @@ class VtepPolicyStatusSm : public Lum::PtrInterface {
 
    LUM_MACHINE( VtepPolicyStatusSm );
    LUM_ARG( name, Lum::Name ); // the switch's id in hyphen form
-   LUM_ARG_INPUT( vtepPolicyStatus, V1::KivPolicyFragmentStatus const, LUM_ON( policyFragment, fragmentFollow ) );
+   LUM_ARG_INPUT( vtepPolicyStatus, V1::KivPolicyFragmentStatus const, LUM_FOLLOW( policyFragment, fragment ) );
    LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
    LUM_END( cleanup );
    LUM_FOLLOWERS( fragment, Lum::String, FragmentSm, vtepPolicyStatus, policyFragment );
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized() { initializedIs( true ); }
    /// The switch is gone.
@@ -130,12 +130,12 @@ class MacMoveSm : public Lum::PtrInterface {
    LUM_NO_END;
    LUM_SMS( policyInfoSm, Lum::Name, PolicyInfoSm );             // by group
    LUM_SMS( vtepPolicyStatusSm, Lum::Name, VtepPolicyStatusSm ); // by switch
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized();
-   void handleKivPolicyStatusDir();
+   LUM_ALL_KEYS( handleKivPolicyStatusDir, kivPolicyStatusDir, entityPtr );
    void handleKivPolicyStatusDir( Lum::Name name );
-   void handlePolicyRunningInfoCol();
+   LUM_ALL_KEYS( handlePolicyRunningInfoCol, policyRunningInfoCol, policyRunningInfo );
    void handlePolicyRunningInfoCol( Lum::Name name );
 
  private:

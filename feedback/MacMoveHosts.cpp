@@ -17,7 +17,6 @@ void HostInfoSm::handleInitialized() {
 // For the state policyRunning and no other: a host that rests in another state
 // has its entry neither added nor removed here while its count is not 0.
 void HostInfoSm::handleHostState() {
-   if( !initialized() ) return;
    auto const state = hostInfo()->state();
    TRACE8( trace(), " ip: ", hostInfo()->ip(), " state: ", state, " moveCount: ", hostInfo()->moveCountByVtep() );
    if( state == PolicyRunningState::policyRunning && hostInfo()->moveCountByVtep() != 0 ) {
@@ -28,7 +27,6 @@ void HostInfoSm::handleHostState() {
 }
 
 void HostInfoSm::addHostMac() {
-   if( !initialized() ) return;
    auto const mac = hostInfo()->mac();
    auto const originalVni = hostInfo()->originalVni();
    TRACE8( trace(), " mac: ", mac, " vni: ", originalVni );

@@ -14,17 +14,12 @@ void FragmentSm::handleInitialized() {
    handleFlowStatus();
 }
 
-void FragmentSm::handleFlowStatus() {
-   for( auto const & [ flowName, status ] : fragment()->flowStatus() ) handleFlowStatus( flowName );
-}
-
 Lum::Ptr< PolicyRunningInfo > FragmentSm::runningInfo() const {
    return parent()->policyRunningInfoCol()->policyRunningInfo( getPolicyName( fragment()->name() ) );
 }
 
 // Every flow comes through here; those without a count are passed over.
 void FragmentSm::handleFlowStatus( Lum::Name flowName ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " fragment: ", fragment()->name(), " flow: ", flowName );
    auto const running = runningInfo();
    if( !running ) {

@@ -41,14 +41,7 @@ void MacMoveSm::removeLeftovers() {
    }
 }
 
-void MacMoveSm::handlePolicyRunningInfoCol() {
-   for( auto const & [ name, running ] : policyRunningInfoCol()->policyRunningInfo() ) {
-      handlePolicyRunningInfoCol( name );
-   }
-}
-
 void MacMoveSm::handlePolicyRunningInfoCol( Lum::Name name ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " policy: ", name );
    if( auto const running = policyRunningInfoCol()->policyRunningInfo( name ) ) {
       policyInfoSmIs( name, vniDir(), policyHelperInfo(), running, kivVniStatusDir() );
@@ -57,12 +50,7 @@ void MacMoveSm::handlePolicyRunningInfoCol( Lum::Name name ) {
    }
 }
 
-void MacMoveSm::handleKivPolicyStatusDir() {
-   for( auto const & [ name, entity ] : kivPolicyStatusDir()->entityPtr() ) handleKivPolicyStatusDir( name );
-}
-
 void MacMoveSm::handleKivPolicyStatusDir( Lum::Name name ) {
-   if( !initialized() ) return;
    TRACE8( trace(), " switch: ", name );
    if( auto const status = Lum::entryOf< V1::KivPolicyFragmentStatus const >( kivPolicyStatusDir(), name ) ) {
       TRACE6( trace(), " create vtepPolicyStatusSm for ", name );

@@ -11,7 +11,6 @@ void VtepLocatorSm::handleInitialized() {
 }
 
 void VtepLocatorSm::handleMacVtepTable() {
-   if( !initialized() ) return;
    TRACE8( trace(), " mac: ", mac() );
    auto const vtepIp = vniFdbStatus()->macVtepTable( mac() ).vtepIp;
    if( vtepIp == Neroli::IpAddr() ) {
@@ -25,7 +24,6 @@ void VtepLocatorSm::handleMacVtepTable() {
 }
 
 void VtepLocatorSm::handleVtepIpToSwitchPair() {
-   if( !initialized() ) return;
    TRACE8( trace(), " mac: ", mac(), " VtepIp: ", latestVtepIp() );
    if( latestVtepIp().isUnset() || latestVtepIp().isUnspecified() ) {
       TRACE6( trace(), " VTEP IP has not been learnt, returning" );
@@ -65,18 +63,13 @@ void L2StatusSm::populateGRState() {
    }
 }
 
-void L2StatusSm::handleIpToMacTable() {
-   for( auto const & [ ip, entry ] : vniFdbStatus()->ipToMacTable() ) handleIpToMacTable( ip );
-}
-
 void L2StatusSm::handleIpToMacTable( Neroli::IpGenAddr ip ) {
-   if( !initialized() || !policyHelperInfo()->ipToPolicy( ip ) ) return;
+   if( !policyHelperInfo()->ipToPolicy( ip ) ) return;
    TRACE8( trace(), "IpAddr: ", ip, " Vni: ", vni() );
    addHostInfo( ip );
 }
 
 void L2StatusSm::handleIpToPolicy( Lum::Ptr< HostInfo > host ) {
-   if( !initialized() ) return;
    if( policyHelperInfo()->ipToPolicy( host->name() ) ) {
       addHostInfo( host->name() );
    } else {
@@ -86,7 +79,7 @@ void L2StatusSm::handleIpToPolicy( Lum::Ptr< HostInfo > host ) {
 }
 
 void L2StatusSm::handlePolicy( Lum::Ptr< HostInfo > host ) {
-   if( !initialized() || policyHelperInfo()->ipToPolicy( host->name() ) != host ) return;
+   if( policyHelperInfo()->ipToPolicy( host->name() ) != host ) return;
    if( host->policy().empty() ) {
       removeHostInfo( host->name() );
    } else {

@@ -26,7 +26,7 @@ class VtepLocatorSm : public Lum::PtrInterface {
    LUM_ARG( hostInfo, Lum::Ptr< HostInfo > );
    LUM_END( destroy );
    LUM_LOCAL( latestVtepIp, Neroli::IpGenAddr ); // the last known one; unset until there is one
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized();
    void handleMacVtepTable();
@@ -53,10 +53,10 @@ class L2StatusSm : public Lum::PtrInterface {
    LUM_MEMO( macToIp, Neroli::EthAddr, Neroli::IpGenAddr ); // the hosts that were found here
    LUM_MEMO( ipToMac, Neroli::IpGenAddr, Neroli::EthAddr ); // the same, the other way round
    LUM_SMS( vtepLocatorSm, Neroli::EthAddr, VtepLocatorSm );
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized();
-   void handleIpToMacTable();
+   LUM_ALL_KEYS( handleIpToMacTable, vniFdbStatus, ipToMacTable );
    void handleIpToMacTable( Neroli::IpGenAddr ip );
    /// A host came to the blackboard or left it.
    void handleIpToPolicy( Lum::Ptr< HostInfo > host );
@@ -113,7 +113,7 @@ class VniFdbStatusDirSm : public Lum::PtrInterface {
    LUM_SMS( l2StatusSm, Vxlan::Vni, L2StatusSm );
    LUM_MEMO( staleHost, IpVniPair, Lum::Ptr< StaleHost > );
    LUM_TASK( task, handleStaleHosts );
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized();
    void handleVniDir();

@@ -32,10 +32,10 @@ class VtepStatusDirSm : public Lum::PtrInterface {
    LUM_MACHINE( VtepStatusDirSm );
    LUM_ARG( switchId, Lum::String ); // colon form
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
-   LUM_ARG_INPUT( vtepStatusDirV2, Loomis::VtepStatusDirV2 const, LUM_ON( vtepStatus, vtepStatusV2Follow ) );
+   LUM_ARG_INPUT( vtepStatusDirV2, Loomis::VtepStatusDirV2 const, LUM_FOLLOW( vtepStatus, vtepStatusV2 ) );
    LUM_END( cleanup );
    LUM_FOLLOWERS( vtepStatusV2, Lum::Name, LumVtepStatusV2, vtepStatusDirV2, vtepStatus );
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized() { initializedIs( true ); }
    /// The switch is gone.
@@ -49,10 +49,10 @@ class VtepStatusRootSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( vtepStatusBaseDir, Lum::Dir const, LUM_ON( entityPtr, handleVtepEntry ) );
    LUM_NO_END;
    LUM_SMS( vtepStatusSm, Lum::String, VtepStatusDirSm ); // by switch id
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized();
-   void handleVtepEntry();
+   LUM_ALL_KEYS( handleVtepEntry, vtepStatusBaseDir, entityPtr );
    void handleVtepEntry( Lum::Name name );
 };
 

@@ -25,7 +25,6 @@ void VniFdbStatusDirSm::handleVniDir() {
 }
 
 void VniFdbStatusDirSm::handleVniDir( Lum::Name name ) {
-   if( !initialized() ) return;
    long const number = std::strtol( name.charPtr(), nullptr, 10 );
    Vxlan::Vni const vni( number < 0 || number > UINT32_MAX ? UINT32_MAX : static_cast< std::uint32_t >( number ) );
    TRACE8( trace(), " vni: ", vni );

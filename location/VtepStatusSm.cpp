@@ -13,12 +13,7 @@ void VtepStatusRootSm::handleInitialized() {
    handleVtepEntry();
 }
 
-void VtepStatusRootSm::handleVtepEntry() {
-   for( auto const & [ name, entity ] : vtepStatusBaseDir()->entityPtr() ) handleVtepEntry( name );
-}
-
 void VtepStatusRootSm::handleVtepEntry( Lum::Name name ) {
-   if( !initialized() ) return;
    auto const switchId = Harbor::systemIdFromString( name ).switchId();
    if( auto const status = Lum::entryOf< Loomis::VtepStatusDirV2 const >( vtepStatusBaseDir(), name ) ) {
       TRACE8( trace(), " Create Switch ", switchId );

@@ -23,10 +23,6 @@ void CoalescedPolicyGrSm::handleInitialized() {
    initializedIs( true );
 }
 
-void CoalescedPolicyGrSm::handleVtep() {
-   for( auto const & [ name, entity ] : vtep()->entityPtr() ) handleVtep( name );
-}
-
 void CoalescedPolicyGrSm::handleVtep( Lum::Name name ) {
    TRACE8( trace(), " switch: ", name );
    if( auto const status = Lum::entryOf< V1::KivPolicyFragmentStatus const >( vtep(), name ) ) policyIs( name, status );
@@ -37,10 +33,6 @@ Lum::Ptr< VniElection > CoalescedPolicyGrSm::vniElectionIs( Lum::Name name ) {
    auto election = vniElection( name );
    policyElectionIs( name, Lum::Ptr< VniElection const >( election ) );
    return election;
-}
-
-void CoalescedPolicyGrSm::LumPolicyElection::handleVote() {
-   for( auto const & [ vni, count ] : election()->vote() ) handleVote( vni );
 }
 
 void CoalescedPolicyGrSm::LumPolicyElection::handleVote( Vxlan::VniOrNone vni ) {
@@ -55,10 +47,6 @@ void CoalescedPolicyGrSm::LumPolicyElection::handleVote( Vxlan::VniOrNone vni ) 
 void CoalescedPolicyGrSm::LumPolicy::handleInitialized() {
    for( auto const & [ fragmentName, status ] : policy()->policyFragment() ) handleFragment( fragmentName );
    initializedIs( true );
-}
-
-void CoalescedPolicyGrSm::LumPolicy::handlePolicyFragment() {
-   for( auto const & [ fragmentName, status ] : policy()->policyFragment() ) handlePolicyFragment( fragmentName );
 }
 
 void CoalescedPolicyGrSm::LumPolicy::handlePolicyFragment( Lum::String fragmentName ) {

@@ -39,7 +39,6 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
       LUM_NO_END;
 
       void handleInitialized() {}
-      void handleVote();
       void handleVote( Vxlan::VniOrNone vni );
    };
 
@@ -68,10 +67,9 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
       LUM_PARENT( parent, CoalescedPolicyGrSm );
       LUM_NO_END;
       LUM_FOLLOWERS( fragment, Lum::String, LumFragment, policy, policyFragment );
-      LUM_LOCAL( initialized, bool );
+      LUM_INITIALIZED;
 
       void handleInitialized();
-      void handlePolicyFragment();
       void handlePolicyFragment( Lum::String fragmentName );
 
     private:
@@ -86,10 +84,10 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
    LUM_SMS( policyElection, Lum::Name,
             LumPolicyElection );            // by fragment; each holds its election
    LUM_SMS( policy, Lum::Name, LumPolicy ); // by switch
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    void handleInitialized();
-   void handleVtep();
+   LUM_ALL_KEYS( handleVtep, vtep, entityPtr );
    /// One switch. One that leaves takes nothing with it.
    void handleVtep( Lum::Name name );
 

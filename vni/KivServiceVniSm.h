@@ -61,22 +61,25 @@ class ServiceVniSm : public Lum::PtrInterface {
       LUM_MACHINE( LumPolicyInfo );
       LUM_ARG_INPUT( policyInfo, PolicyInfo, LUM_ON( originalToServiceVni, handleServiceVniReq ) );
       LUM_PARENT( parent, ServiceVniSm );
+      LUM_INITIALIZED_WITH( parent );
       LUM_END( cleanup );
 
-      void handleInitialized() { handleServiceVniReq(); }
-      void handleServiceVniReq();
+      void handleInitialized() {
+         if( initialized() ) handleServiceVniReq(); // before that the owner's start walks all requests
+      }
+      LUM_ALL_KEYS( handleServiceVniReq, policyInfo, originalToServiceVni );
       void handleServiceVniReq( Vxlan::VniOrNone originalVni );
       /// The group has gone: all its VNIs are free, whatever its entries say.
       void cleanup();
    };
 
    LUM_MACHINE( ServiceVniSm );
-   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON( policyInfo, policyInfoFollow ) );
+   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_FOLLOW( policyInfo, policyInfo ) );
    LUM_ARG_INPUT( kivAgentConfig, Config const, LUM_ON( vniRange, handleVniRange ) );
    LUM_ARG( vtepAllPolicyFragmentStatus, Lum::Ptr< VtepAllPolicyFragmentStatus const > ); // read at the start only
    LUM_NO_END;
    LUM_FOLLOWERS( policyInfo, Lum::Name, LumPolicyInfo, policyHelperInfo, policyInfo );
-   LUM_LOCAL( initialized, bool );
+   LUM_INITIALIZED;
 
    Lum::Ptr< VniAllocator > const & allocator() const { return allocator_; }
 

@@ -35,7 +35,6 @@ void ServiceVniSm::takeUpGrants() {
 
 // A grant inside the ranges never moves. One outside, and a request that waits, gets the lowest free VNI.
 void ServiceVniSm::handleVniRange() {
-   if( !initialized() ) return;
    TRACE8( trace(), " vniRange: ", kivAgentConfig()->vniRange() );
    parseVniRangeString( allocator_, kivAgentConfig()->vniRange() );
    for( auto const & [ name, policy ] : policyHelperInfo()->policyInfo() ) {
@@ -47,14 +46,7 @@ void ServiceVniSm::handleVniRange() {
    }
 }
 
-void ServiceVniSm::LumPolicyInfo::handleServiceVniReq() {
-   for( auto const & [ originalVni, serviceVni ] : policyInfo()->originalToServiceVni() ) {
-      handleServiceVniReq( originalVni );
-   }
-}
-
 void ServiceVniSm::LumPolicyInfo::handleServiceVniReq( Vxlan::VniOrNone originalVni ) {
-   if( !parent()->initialized() ) return; // its start walks all requests
    auto const name = fragmentNameOf( policyInfo()->name(), originalVni );
    TRACE8( trace(), " name: ", name );
    auto const & requests = policyInfo()->originalToServiceVni();
