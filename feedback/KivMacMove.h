@@ -1,9 +1,7 @@
-// Moved hosts. To pull a redirected host's traffic towards the service device,
-// the fabric is told that the host's MAC has moved to the service VTEP: an
-// entry with that VTEP's address and a higher move count than the fabric's own.
-// The switches report how many moves they have seen of a host; that count goes
-// to the host's running record, and from the record comes or goes the entry. No
-// policy and no flow changes here.
+// Moved hosts. To pull a redirected host's traffic towards the service device, the fabric is told that the host's MAC
+// has moved to the service VTEP: an entry with that VTEP's address and a higher move count than the fabric's own. The
+// switches report how many moves they have seen of a host; that count goes to the host's running record, and from the
+// record comes or goes the entry. No policy and no flow changes here.
 #pragma once
 
 #include "blackboard/KivLocalTypes.h"
@@ -54,8 +52,7 @@ class PolicyInfoSm : public Lum::PtrInterface {
       LUM_PARENT( parent, PolicyInfoSm );
       LUM_END( cleanup );
       LUM_INITIALIZED;
-      LUM_LOCAL( inputVniMac, VniMac ); // the entry that this host holds in the
-                                        // output; empty when none
+      LUM_LOCAL( inputVniMac, VniMac ); // the entry that this host holds in the output; empty when none
 
       void handleInitialized();
       void handleHostState();
@@ -84,8 +81,7 @@ class PolicyInfoSm : public Lum::PtrInterface {
 /// The reports of one switch.
 class VtepPolicyStatusSm : public Lum::PtrInterface {
  public:
-   /// Those of one fragment. It remembers one host only, the last one whose
-   /// count it raised.
+   /// Those of one fragment. It remembers one host only, the last one whose count it raised.
    class FragmentSm : public Lum::PtrInterface {
       LUM_MACHINE( FragmentSm );
       LUM_ARG_INPUT( fragment, V1::ServicePolicyFragmentStatus const, LUM_ON( flowStatus, handleFlowStatus ) );
@@ -118,8 +114,8 @@ class VtepPolicyStatusSm : public Lum::PtrInterface {
    void cleanup() { fragmentDelAll(); }
 };
 
-/// Both arms: the groups' hosts, and the switches' reports. It survives a
-/// disable of the feature, and its output with it.
+/// Both arms: the groups' hosts, and the switches' reports. It survives a disable of the feature, and its output with
+/// it.
 class MacMoveSm : public Lum::PtrInterface {
    LUM_MACHINE( MacMoveSm );
    LUM_ARG_INPUT( kivPolicyStatusDir, Lum::Dir const, LUM_ON( entityPtr, handleKivPolicyStatusDir ) );

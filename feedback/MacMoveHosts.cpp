@@ -14,8 +14,8 @@ void HostInfoSm::handleInitialized() {
    handleHostState();
 }
 
-// For the state policyRunning and no other: a host that rests in another state
-// has its entry neither added nor removed here while its count is not 0.
+// For the state policyRunning and no other: a host that rests in another state has its entry neither added nor removed
+// here while its count is not 0.
 void HostInfoSm::handleHostState() {
    auto const state = hostInfo()->state();
    TRACE8( trace(), " ip: ", hostInfo()->ip(), " state: ", state, " moveCount: ", hostInfo()->moveCountByVtep() );
@@ -56,8 +56,7 @@ void HostInfoSm::addHostMac() {
    entry.vni = vni;
    entry.macAddr = mac;
    if( learnt.vtepIp == vtepIp ) {
-      // The MAC stands where it should. A restart leaves an entry that is to be
-      // removed one day.
+      // The MAC stands where it should. A restart leaves an entry that is to be removed one day.
       if( !inputVniMac() && output->macVtepTable().find( mac ) ) {
          TRACE6( trace(), "update inputVniMac" );
          inputVniMacIs( entry );
@@ -97,9 +96,8 @@ void HostInfoSm::deleteHostMac() {
    auto const directory = parent()->kivVniStatusDir();
    if( auto const output = directory->vniStatusV2( held.vni ) ) {
       output->macVtepTableDel( held.macAddr );
-      // It is meant in this sense: the other hosts' entries of the VNI go with it
-      // and are written again at their next event, while a table that has become
-      // empty stays.
+      // It is meant in this sense: the other hosts' entries of the VNI go with it and are written again at their next
+      // event, while a table that has become empty stays.
       if( !output->macVtepTable().empty() ) directory->vniStatusV2Del( held.vni );
    }
    inputVniMacIs( VniMac() );

@@ -17,8 +17,7 @@ void MacMoveSm::handleInitialized() {
    removeLeftovers();
 }
 
-// What a previous run left in the output for hosts that nobody intercepts any
-// more.
+// What a previous run left in the output for hosts that nobody intercepts any more.
 void MacMoveSm::removeLeftovers() {
    auto const known = vniListFactory();
    for( auto const & [ name, running ] : policyRunningInfoCol()->policyRunningInfo() ) {

@@ -72,8 +72,7 @@ void CoalescedPolicyGrSm::LumFragment::handleGrCookie() {
    auto const machine = parent()->parent();
    auto const running = machine->policyRunningInfoCol()->policyRunningInfoIs( policyName );
    running->policyStateIs( PolicyRunningState::policyRestored );
-   // The switch's own memory, not the election's winner: the policy engine
-   // writes again.
+   // The switch's own memory, not the election's winner: the policy engine writes again.
    if( !fragment()->originalVni().isNone() && !fragment()->serviceVni().isNone() ) {
       running->originalToServiceVniIs( fragment()->originalVni(), fragment()->serviceVni() );
    }

@@ -1,9 +1,7 @@
-// What the switches still remember when the agent starts again. Each switch's
-// status repeats the VNIs and the cookie of every fragment that it holds; from
-// that come the running info, the hosts on the blackboard, and, by election
-// among the switches, the service VNI of each fragment. The reading happens
-// when the machine is made; a switch that reports later is neither read nor
-// counted.
+// What the switches still remember when the agent starts again. Each switch's status repeats the VNIs and the cookie of
+// every fragment that it holds; from that come the running info, the hosts on the blackboard, and, by election among
+// the switches, the service VNI of each fragment. The reading happens when the machine is made; a switch that reports
+// later is neither read nor counted.
 #pragma once
 
 #include "blackboard/KivLocalTypes.h"
@@ -15,22 +13,20 @@
 
 namespace Kiv {
 
-/// The votes for one fragment's service VNI, one for each report that names it.
-/// During a failure two switches may remember different ones.
+/// The votes for one fragment's service VNI, one for each report that names it. During a failure two switches may
+/// remember different ones.
 class VniElection : public Lum::Entity {
    LUM_ENTITY( VniElection, name, Lum::Name );
    LUM_VALUES( vote, Vxlan::VniOrNone, Moth::Seqno32 );
 
    void addVote( Vxlan::VniOrNone vni );
-   /// The last vote removes the entry. One too many wraps: the count of an
-   /// absent VNI becomes 0xffffffff.
+   /// The last vote removes the entry. One too many wraps: the count of an absent VNI becomes 0xffffffff.
    void removeVote( Vxlan::VniOrNone vni );
 };
 
 class CoalescedPolicyGrSm : public Lum::PtrInterface {
  public:
-   /// Keeps the elected view of one fragment: the service VNI with the most
-   /// votes, and in a tie the one that led first.
+   /// Keeps the elected view of one fragment: the service VNI with the most votes, and in a tie the one that led first.
    class LumPolicyElection : public Lum::PtrInterface {
       LUM_MACHINE( LumPolicyElection );
       LUM_ARG( name, Lum::Name );
@@ -44,8 +40,7 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
 
    class LumPolicy;
 
-   /// One fragment on one switch: restores the group and its hosts from the
-   /// cookie.
+   /// One fragment on one switch: restores the group and its hosts from the cookie.
    class LumFragment : public Lum::PtrInterface {
       LUM_MACHINE( LumFragment );
       LUM_ARG_INPUT( fragment, V1::ServicePolicyFragmentStatus const, LUM_ON( grCookie, handleGrCookie ) );
@@ -81,9 +76,8 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
    LUM_ARG( vtepAllPolicyFragmentStatus, Lum::Ptr< VtepAllPolicyFragmentStatus > );
    LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
-   LUM_SMS( policyElection, Lum::Name,
-            LumPolicyElection );            // by fragment; each holds its election
-   LUM_SMS( policy, Lum::Name, LumPolicy ); // by switch
+   LUM_SMS( policyElection, Lum::Name, LumPolicyElection ); // by fragment; each holds its election
+   LUM_SMS( policy, Lum::Name, LumPolicy );                 // by switch
    LUM_INITIALIZED;
 
    void handleInitialized();
