@@ -93,6 +93,10 @@ void refuseNull( V const & /*value*/, char const * /*attribute*/ ) {}
 
 } // namespace Lum
 
+// What an attribute finds when its class does not open a table: the compiler then says that before all else.
+struct LumSelf;
+Lum::Rank< 0 > lumCount( Lum::Rank< 0 > );
+
 /// Opens the attribute table of a class. Written once by the class's own marker macro, before the first attribute.
 #define LUM_TABLE( Self )                                                                                              \
  public:                                                                                                               \
@@ -104,6 +108,12 @@ void refuseNull( V const & /*value*/, char const * /*attribute*/ ) {}
 #define LUM_TABLE_ENTRY( attribute )                                                                                   \
    static constexpr Lum::AttributeId lumId_##attribute =                                                               \
       decltype( lumCount( Lum::Rank< Lum::maxAttributes >{} ) )::rank;                                                 \
+   static_assert( lumId_##attribute < Lum::maxAttributes,                                                              \
+                  #attribute " is one attribute too many: see maxAttributes" );                                        \
    static Lum::Rank< lumId_##attribute + 1 > lumCount( Lum::Rank< lumId_##attribute + 1 > );                           \
+   void lumMarked_##attribute() const {                                                                                \
+      static_assert( std::is_same_v< decltype( this ), LumSelf const * >, #attribute                                   \
+                     " stands in a class that does not begin with LUM_ENTITY, LUM_MACHINE or LUM_VALUE_RECORD" );      \
+   }                                                                                                                   \
    struct LumAttribute_##attribute;                                                                                    \
    static LumAttribute_##attribute lumAttribute( Lum::AttributeNumber< lumId_##attribute > )

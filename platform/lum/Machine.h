@@ -7,12 +7,14 @@
 //       LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo const, LUM_ON( vtepIpToSwitchPair, handleVtepIp ) );
 //       LUM_ARG( summary, Lum::Ptr< VtepSummary > );
 //       LUM_PARENT( parent, VtepRootSm );
+//       LUM_END( cleanup );
 //
-//       LUM_LOCAL( initialized, bool );
+//       LUM_INITIALIZED;
 //
 //       void handleInitialized();                         // called last when the machine is made
-//       void handleVtepIp();                              // all keys: the input was replaced
+//       LUM_ALL_KEYS( handleVtepIp, policyHelperInfo, vtepIpToSwitchPair );
 //       void handleVtepIp( Neroli::IpGenAddr vtepIp );    // one key: came, changed or went
+//       void cleanup();                                   // takes back what it wrote
 //    };
 //    inline constexpr Lum::Factory< VtepPresenceSm > vtepPresenceSmFactory;
 //
@@ -28,12 +30,23 @@
 //    LUM_FOLLOWERS  one child machine for each record of a watched collection: as LUM_SMS, with xIs( record ) and
 //                   xFollow(), xFollow( key ), which make them equal to the collection
 //
+//    and            what it says of the machine
+//    LUM_INITIALIZED, LUM_INITIALIZED_WITH   it has `initialized`, or shares its owner's, and reactions wait for it
+//    LUM_ALL_KEYS   handleX() is handleX( key ) for each key of a collection
+//    LUM_END, LUM_END_BEFORE_REMOVAL, LUM_NO_END   what xDel of its owner calls; a child machine has one of the three
+//
 // Asking for a child that is there with equal arguments returns it; with another argument it is a fault of the caller,
 // reported by an exception, and the child stays as it is.
 //
 // A machine is made in this order: the arguments are stored, the inputs connected (which calls nothing), the followers
 // of its inputs made, then handleInitialized() is called. What it raises ends in onNotificationException: the machine
-// stands, as after a handler that raised. A machine that goes first becomes a zombie, then is destroyed.
+// stands, as after a handler that raised. While its `initialized` is false no reaction runs, so what fires before the
+// machine is ready is dropped, and handleInitialized() walks everything by itself. Followers are no reaction: they are
+// equal to their collection from the first to the last.
+//
+// A machine is removed by its owner's xDel, which runs its end; xDel( ..., Lum::withoutEnd ) leaves that out. One that is
+// merely dropped, with its owner or because another takes its place, has no end: a destructor writes nothing. A machine
+// that goes first becomes a zombie, then is destroyed.
 #pragma once
 
 #include "platform/lum/Reactor.h"
@@ -356,10 +369,15 @@ class MachineSlot {
    on( Lum::OnFollowed< typename LumWatched::LumAttribute_##attribute >{},                                             \
        []( LumSelf & machine, auto const &... key ) { machine.followers##Follow( key... ); } )
 /// Only for one key of a collection, a constructor argument of the machine; `handler` takes no argument.
-#define LUM_ON_KEY( attribute, argument, handler )                                                                     \
+#define LUM_ON_KEY( attribute, keyArgument, handler )                                                                  \
    on(                                                                                                                 \
       Lum::OnKey< typename LumWatched::LumAttribute_##attribute >{}, []( LumSelf & machine ) { machine.handler(); },   \
-      []( LumSelf const & machine ) { return machine.argument(); } )
+      []< class Self >( Self const & machine ) {                                                                       \
+         static_assert(                                                                                                \
+            requires { requires Self::LumAttribute_##keyArgument::form == Lum::Form::argument; },                      \
+            "the key " #keyArgument " of LUM_ON_KEY is no constructor argument (LUM_ARG)" );                           \
+         return machine.keyArgument();                                                                                 \
+      } )
 /// An attribute of every child in `children`; `handler` takes the child.
 #define LUM_ON_MEMBER( children, attribute, handler )                                                                  \
    on( Lum::OnMember< typename LumWatched::LumAttribute_##children,                                                    \
@@ -371,8 +389,9 @@ class MachineSlot {
    on( Lum::OnMembership< typename LumWatched::LumAttribute_##children >{},                                            \
        []( LumSelf & machine, auto const & child ) { machine.handler( child ); } )
 
-#define LUM_COUNT_( ... ) LUM_COUNT_AT_( __VA_OPT__( __VA_ARGS__, ) 8, 7, 6, 5, 4, 3, 2, 1, 0 )
-#define LUM_COUNT_AT_( a, b, c, d, e, f, g, h, count, ... ) count
+// More than eight count as nine.
+#define LUM_COUNT_( ... ) LUM_COUNT_AT_( __VA_OPT__( __VA_ARGS__, ) 9, 9, 9, 9, 9, 9, 9, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0 )
+#define LUM_COUNT_AT_( a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, count, ... ) count
 
 #define LUM_INPUT_( attribute, formOfIt, T, ... )                                                                      \
    LUM_TABLE_ENTRY( attribute );                                                                                       \
@@ -382,6 +401,7 @@ class MachineSlot {
       using Machine = LumSelf;                                                                                         \
       using Watched = T;                                                                                               \
       static constexpr unsigned count = LUM_COUNT_( __VA_ARGS__ );                                                     \
+      static_assert( count <= 8, "an input has at most eight reactions: " #attribute );                                \
       template< class On >                                                                                             \
       static void reactions( [[maybe_unused]] On on ) {                                                                \
          using LumWatched [[maybe_unused]] = std::remove_const_t< T >;                                                 \

@@ -40,9 +40,9 @@ class PlotSm : public Lum::PtrInterface {
 class GroveSm : public Lum::PtrInterface {
    LUM_MACHINE( GroveSm );
    LUM_ARG( stage, Stage * );
-   LUM_ARG_INPUT( tree, Tree, LUM_ON( leaf, oakFollow ), LUM_ON( height, handleHeight ) );
+   LUM_ARG_INPUT( tree, Tree, LUM_FOLLOW( leaf, oak ), LUM_ON( height, handleHeight ) );
    LUM_FOLLOWERS( oak, Lum::String, OakSm, tree, leaf );
-   LUM_INPUT( later, Tree, LUM_ON( leaf, sproutFollow ), LUM_ON( height, handleHeight ) );
+   LUM_INPUT( later, Tree, LUM_FOLLOW( leaf, sprout ), LUM_ON( height, handleHeight ) );
    LUM_FOLLOWERS( sprout, Lum::String, OakSm, later, leaf );
    LUM_SMS( plot, int, PlotSm );
    LUM_SM( best, PlotSm );
