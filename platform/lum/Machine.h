@@ -44,9 +44,9 @@
 // machine is ready is dropped, and handleInitialized() walks everything by itself. Followers are no reaction: they are
 // equal to their collection from the first to the last.
 //
-// A machine is removed by its owner's xDel, which runs its end; xDel( ..., Lum::withoutEnd ) leaves that out. One that is
-// merely dropped, with its owner or because another takes its place, has no end: a destructor writes nothing. A machine
-// that goes first becomes a zombie, then is destroyed.
+// A machine is removed by its owner's xDel, which runs its end; xDel( ..., Lum::withoutEnd ) leaves that out. One that
+// is merely dropped, with its owner or because another takes its place, has no end: a destructor writes nothing. A
+// machine that goes first becomes a zombie, then is destroyed.
 #pragma once
 
 #include "platform/lum/Reactor.h"
@@ -301,8 +301,7 @@ class MachineSlot {
    bool lumHears() const { return initialized(); }                                                                     \
    static_assert( true )
 
-/// The end of a machine takes back what it wrote. The owner's xDel calls `operation` on the machine that it has
-/// removed.
+/// The end of a machine takes back what it wrote: its owner's xDel calls `operation` on the machine that it removed.
 #define LUM_END( operation ) LUM_END_( operation, Lum::End::removed )
 /// The same just before the removal, while the machine still hears and others find it by its key.
 #define LUM_END_BEFORE_REMOVAL( operation ) LUM_END_( operation, Lum::End::held )

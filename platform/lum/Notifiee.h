@@ -34,9 +34,9 @@
 //
 // Retargeting. A reactor (Reactor.h) is a set of subscriptions on one entity, its notifier, that belongs to a machine.
 // Making it calls nothing. Giving it another notifier calls the all-keys handlers once, unless the new notifier is null
-// or the reactor is a zombie; a handler that takes a key only is then called for every key that is there. A reactor of a
-// zombie or of a machine whose notification is off is on no list. One of a machine that is not `initialized` is on its
-// lists, but calls nothing.
+// or the reactor is a zombie; a handler that takes a key only is then called for every key that is there. A reactor of
+// a zombie or of a machine whose notification is off is on no list. One of a machine that is not `initialized` is on
+// its lists, but calls nothing.
 #pragma once
 
 #include "platform/lum/PtrInterface.h"
