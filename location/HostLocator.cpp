@@ -1,6 +1,8 @@
 #include "location/KivHostLocator.h"
 #include "platform/ribbon/TwinRibbon.h"
 
+#include <vector>
+
 TRACE_MODULE( "KivHostLocator" );
 
 namespace Kiv {
@@ -23,24 +25,21 @@ void VtepLocatorSm::handleMacVtepTable() {
    updateHostLocation();
 }
 
-void VtepLocatorSm::handleVtepIpToSwitchPair() {
+void VtepLocatorSm::handleVtepIpToSwitchPair( Neroli::IpGenAddr vtepIp ) {
    TRACE8( trace(), " mac: ", mac(), " VtepIp: ", latestVtepIp() );
    if( latestVtepIp().isUnset() || latestVtepIp().isUnspecified() ) {
       TRACE6( trace(), " VTEP IP has not been learnt, returning" );
       return;
    }
-   updateHostLocation();
-}
-
-// Another VTEP's switches say nothing of this host, and must not bring one back that has aged out.
-void VtepLocatorSm::handleVtepIpToSwitchPair( Neroli::IpGenAddr vtepIp ) {
-   if( vtepIp == latestVtepIp() ) handleVtepIpToSwitchPair();
+   // Another VTEP's switches say nothing of this host, and must not bring one back that has aged out.
+   if( vtepIp == latestVtepIp() ) updateHostLocation();
 }
 
 void VtepLocatorSm::updateHostLocation() {
    auto const pair = policyHelperInfo()->vtepIpToSwitchPair( latestVtepIp() ); // empty without an entry
    TRACE8( trace(), " mac: ", mac(), " vtepIp: ", latestVtepIp(), " switchPair: ", pair );
    hostInfo()->switchPairIs( pair );
+   parent()->shareLocation( mac(), pair );
 }
 
 void VtepLocatorSm::destroy() {
@@ -93,9 +92,8 @@ void L2StatusSm::handleVni( Lum::Ptr< HostInfo > host ) {
    auto const ip = host->name();
    if( host->vni().isNone() || host->vni() == vni() || !ipToMac().find( ip ) ) return;
    auto const mac = ipToMac( ip );
-   vtepLocatorSmDel( mac, Lum::withoutEnd ); // the host has a place
-   ipToMacDel( ip );
-   macToIpDel( mac );
+   if( macToIp( mac ) == ip ) vtepLocatorSmDel( mac, Lum::withoutEnd ); // the host has a place
+   forget( ip );
 }
 
 void L2StatusSm::addHostInfo( Neroli::IpGenAddr ip ) {
@@ -109,15 +107,35 @@ void L2StatusSm::addHostInfo( Neroli::IpGenAddr ip ) {
    follow( mac, info );
 }
 
-// A MAC has one locator: where two hosts share it, it is followed for the one that was seen last.
+// A MAC has one locator, for the address that was seen last. The others of a dual-stack host share what it finds.
 void L2StatusSm::follow( Neroli::EthAddr mac, Lum::Ptr< HostInfo > info ) {
-   ipToMacDel( macToIp( mac ) );
-   macToIpIs( mac, info->name() );
-   ipToMacIs( info->name(), mac );
+   auto const ip = info->name();
+   auto const before = macToIp().find( mac ) ? policyHelperInfo()->ipToPolicy( macToIp( mac ) ) : nullptr;
+   auto others = otherIp( mac );
+   std::erase( others, ip );
+   if( before && before != info ) others.push_back( before->name() );
+   othersAre( mac, others );
+   macToIpIs( mac, ip );
+   ipToMacIs( ip, mac );
    auto const locator = vtepLocatorSm( mac );
    if( locator && locator->hostInfo() != info )
-      vtepLocatorSmDel( mac, Lum::withoutEnd ); // the other host stays where it is
+      vtepLocatorSmDel( mac, Lum::withoutEnd ); // the other address stays where it is
    vtepLocatorSmIs( mac, vniFdbStatus(), policyHelperInfo(), info );
+   if( before && info->switchPair().members() == 0 ) info->switchPairIs( before->switchPair() );
+}
+
+void L2StatusSm::othersAre( Neroli::EthAddr mac, std::vector< Neroli::IpGenAddr > const & others ) {
+   if( others.empty() ) {
+      otherIpDel( mac );
+   } else {
+      otherIpIs( mac, others );
+   }
+}
+
+void L2StatusSm::shareLocation( Neroli::EthAddr mac, SwitchPair pair ) {
+   for( auto const & ip : otherIp( mac ) ) {
+      if( auto const info = policyHelperInfo()->ipToPolicy( ip ) ) info->switchPairIs( pair );
+   }
 }
 
 void L2StatusSm::removeHostInfo( Neroli::IpGenAddr ip ) {
@@ -133,20 +151,44 @@ void L2StatusSm::removeHostInfo( Neroli::IpGenAddr ip ) {
 // The MAC is the one that this VNI holds for the host. That of the host's record may be empty already: the machines of
 // all VNIs take the same host back, one after the other.
 void L2StatusSm::pruneHost( Neroli::IpGenAddr ip ) {
-   if( ipToMac().find( ip ) ) pruneMac( ipToMac( ip ) );
+   if( !ipToMac().find( ip ) ) return;
+   auto const mac = ipToMac( ip );
+   if( macToIp( mac ) == ip ) return pruneMac( mac );
+   if( auto const info = policyHelperInfo()->ipToPolicy( ip ) ) info->switchPairIs( SwitchPair() );
+   forget( ip );
 }
 
 void L2StatusSm::pruneMac( Neroli::EthAddr mac ) {
    TRACE8( trace(), " mac: ", mac );
    vtepLocatorSmDel( mac );
-   ipToMacDel( macToIp( mac ) );
-   macToIpDel( mac );
+   forget( macToIp( mac ) );
+}
+
+// The address holds its MAC no more. If it was followed, another one that holds the MAC is followed in its stead.
+void L2StatusSm::forget( Neroli::IpGenAddr ip ) {
+   if( !ipToMac().find( ip ) ) return;
+   auto const mac = ipToMac( ip );
+   auto others = otherIp( mac );
+   bool const followed = macToIp( mac ) == ip;
+   ipToMacDel( ip );
+   if( followed ) macToIpDel( mac );
+   auto const next = followed && !others.empty() ? policyHelperInfo()->ipToPolicy( others.back() ) : nullptr;
+   std::erase( others, ip );
+   othersAre( mac, others );
+   if( next ) follow( mac, next );
 }
 
 void L2StatusSm::cleanup() {
    TRACE8( trace(), " vni: ", vni() );
    vtepLocatorSmDelAll();
-   for( auto const & [ mac, ip ] : macToIp() ) removeHostInfo( ip );
+   std::vector< Neroli::IpGenAddr > hosts;
+   for( auto const & [ ip, mac ] : ipToMac() ) {
+      hosts.push_back( ip );
+      macToIpDel( mac );
+      otherIpDel( mac );
+      ipToMacDel( ip );
+   }
+   for( auto const & ip : hosts ) removeHostInfo( ip );
 }
 
 } // namespace Kiv

@@ -15,15 +15,20 @@
 #include "records/kiv/PolicyConfig.h"
 #include "records/loomis/VniStatus.h"
 
+#include <vector>
+
 namespace Kiv {
 
-/// Follows the VTEP of one intercepted MAC and writes `switchPair` of the host's record.
+class L2StatusSm;
+
+/// Follows the VTEP of one intercepted MAC and writes `switchPair` of the records of all hosts that have it.
 class VtepLocatorSm : public Lum::PtrInterface {
    LUM_MACHINE( VtepLocatorSm );
    LUM_ARG( mac, Neroli::EthAddr );
    LUM_ARG_INPUT( vniFdbStatus, Loomis::VniFdbStatusV2 const, LUM_ON_KEY( macVtepTable, mac, handleMacVtepTable ) );
    LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo const, LUM_ON( vtepIpToSwitchPair, handleVtepIpToSwitchPair ) );
    LUM_ARG( hostInfo, Lum::Ptr< HostInfo > );
+   LUM_PARENT( parent, L2StatusSm );
    LUM_END( destroy );
    LUM_LOCAL( latestVtepIp, Neroli::IpGenAddr ); // the last known one; unset until there is one
    LUM_INITIALIZED;
@@ -31,7 +36,6 @@ class VtepLocatorSm : public Lum::PtrInterface {
    void handleInitialized();
    void handleMacVtepTable();
    /// A switch that joins or leaves a pair reaches the host without a change of the tables.
-   void handleVtepIpToSwitchPair();
    void handleVtepIpToSwitchPair( Neroli::IpGenAddr vtepIp );
    /// The host is not to be followed any more: its location is unknown.
    void destroy();
@@ -50,8 +54,9 @@ class L2StatusSm : public Lum::PtrInterface {
    LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON_MEMBERSHIP( ipToPolicy, handleIpToPolicy ),
                   LUM_ON_MEMBER( ipToPolicy, policy, handlePolicy ), LUM_ON_MEMBER( ipToPolicy, vni, handleVni ) );
    LUM_END( cleanup );
-   LUM_MEMO( macToIp, Neroli::EthAddr, Neroli::IpGenAddr ); // the hosts that were found here
-   LUM_MEMO( ipToMac, Neroli::IpGenAddr, Neroli::EthAddr ); // the same, the other way round
+   LUM_MEMO( ipToMac, Neroli::IpGenAddr, Neroli::EthAddr );                // the hosts that were found here
+   LUM_MEMO( macToIp, Neroli::EthAddr, Neroli::IpGenAddr );                // the one that is followed for a MAC
+   LUM_MEMO( otherIp, Neroli::EthAddr, std::vector< Neroli::IpGenAddr > ); // the others that have it; most have none
    LUM_SMS( vtepLocatorSm, Neroli::EthAddr, VtepLocatorSm );
    LUM_INITIALIZED;
 
@@ -64,6 +69,8 @@ class L2StatusSm : public Lum::PtrInterface {
    void handlePolicy( Lum::Ptr< HostInfo > host );
    /// A host was found in another VNI, whose machine follows it from now on.
    void handleVni( Lum::Ptr< HostInfo > host );
+   /// Writes the place of a MAC to the hosts that have it and are not followed themselves: flows select the MAC.
+   void shareLocation( Neroli::EthAddr mac, SwitchPair pair );
    /// The VNI is gone: its hosts have no location.
    void cleanup();
 
@@ -73,6 +80,8 @@ class L2StatusSm : public Lum::PtrInterface {
    void follow( Neroli::EthAddr mac, Lum::Ptr< HostInfo > info );
    void pruneHost( Neroli::IpGenAddr ip );
    void pruneMac( Neroli::EthAddr mac );
+   void forget( Neroli::IpGenAddr ip );
+   void othersAre( Neroli::EthAddr mac, std::vector< Neroli::IpGenAddr > const & others );
    void populateGRState();
 };
 

@@ -73,6 +73,39 @@ TEST( HostLocator, AHostIsFoundInWhateverOrderItsTracesArrive ) {
    } while( std::next_permutation( order.begin(), order.end() ) );
 }
 
+TEST( HostLocator, TheAddressesOfAMacShareItsPlace ) {
+   Fabric it;
+   it.start();
+   Neroli::IpGenAddr const ips[] = { hostIp, otherIp, Neroli::IpGenAddr( "10.1.0.3" ) };
+   it.pairAt( vtep1, "a", "b" );
+   it.pairAt( vtep2, "c" );
+   it.learn( mac1, vtep1 );
+   for( auto const & ip : ips ) {
+      it.intercept( ip );
+      it.bind( ip, mac1 );
+   }
+   auto const placesAre = [ & ]( std::vector< std::string > const & expected ) {
+      std::vector< std::string > places;
+      for( auto const & ip : ips ) places.push_back( it.helper->ipToPolicy( ip ) ? it.place( ip ) : "" );
+      EXPECT_EQ( places, expected );
+   };
+   placesAre( { "100 1 a/b", "100 1 a/b", "100 1 a/b" } );
+   it.learn( mac1, vtep2 );
+   placesAre( { "100 1 c", "100 1 c", "100 1 c" } );
+   it.helper->ipToPolicyDel( ips[ 2 ] ); // the one that was followed
+   it.learn( mac1, vtep1 );
+   placesAre( { "100 1 a/b", "100 1 a/b", "" } );
+   it.bind( ips[ 0 ], mac2 ); // one that was not
+   placesAre( { "100 2 none", "100 1 a/b", "" } );
+   it.pairAt( vtep1, "d" );
+   placesAre( { "100 2 none", "100 1 d", "" } );
+   it.bind( ips[ 0 ], mac1 );
+   placesAre( { "100 1 d", "100 1 d", "" } );
+   it.dir->entityPtrDel( "100" );
+   placesAre( { "none 0 none", "none 0 none", "" } );
+   EXPECT_EQ( it.held(), 0u );
+}
+
 TEST( HostLocator, AHostIsFollowed ) {
    Fabric it;
    it.start();
