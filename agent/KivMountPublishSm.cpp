@@ -20,6 +20,7 @@ void MountPublishSm::handleInitialized() {
    TRACE8( trace() );
    handlePublishEligibleSwitch();
    cleanupStaleMounts();
+   initializedIs( true );
 }
 
 void MountPublishSm::handlePublishEligibleSwitch( Lum::String name ) {

@@ -18,6 +18,7 @@ class MountPublishSm : public Lum::PtrInterface {
                   LUM_ON( publishEligibleSwitch, handlePublishEligibleSwitch ) );
    LUM_ARG( policyPublishBaseDir, Lum::Ptr< Lum::Dir > );
    LUM_END_BEFORE_REMOVAL( destroy );
+   LUM_LOCAL( initialized, bool ); // never read: it publishes from its start on
 
    void handleInitialized();
    LUM_ALL_KEYS( handlePublishEligibleSwitch, policyHelperInfo, publishEligibleSwitch );

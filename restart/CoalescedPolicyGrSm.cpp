@@ -25,7 +25,9 @@ void CoalescedPolicyGrSm::handleInitialized() {
 
 void CoalescedPolicyGrSm::handleVtep( Lum::Name name ) {
    TRACE8( trace(), " switch: ", name );
-   if( auto const status = Lum::entryOf< V1::KivPolicyFragmentStatus const >( vtep(), name ) ) policyIs( name, status );
+   if( auto const status = Lum::entryOf< V1::KivPolicyFragmentStatus const >( vtep(), name ) ) {
+      realizedVtepIs( name, status );
+   }
 }
 
 Lum::Ptr< VniElection > CoalescedPolicyGrSm::vniElectionIs( Lum::Name name ) {

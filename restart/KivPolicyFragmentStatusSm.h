@@ -47,6 +47,9 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
       LUM_PARENT( parent, LumPolicy );
       LUM_NO_END;
 
+      LUM_LOCAL( initialized, bool );                    // nothing reads these two: the cookie alone tells
+      LUM_LOCAL( previousServiceVni, Vxlan::VniOrNone ); // what a fragment was
+
       void handleInitialized() { handleGrCookie(); }
       void handleGrCookie();
 
@@ -71,12 +74,24 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
       void handleFragment( Lum::String fragmentName );
    };
 
+   /// A switch whose entry is a status: has its fragments read.
+   class LumRealizedVtep : public Lum::PtrInterface {
+      LUM_MACHINE( LumRealizedVtep );
+      LUM_ARG( name, Lum::Name ); // the switch's id in hyphen form
+      LUM_ARG( status, Lum::Ptr< V1::KivPolicyFragmentStatus const > );
+      LUM_PARENT( parent, CoalescedPolicyGrSm );
+      LUM_NO_END;
+
+      void handleInitialized() { parent()->policyIs( name(), status() ); }
+   };
+
    LUM_MACHINE( CoalescedPolicyGrSm );
    LUM_ARG_INPUT( vtep, Lum::Dir const, LUM_ON( entityPtr, handleVtep ) );
    LUM_ARG( vtepAllPolicyFragmentStatus, Lum::Ptr< VtepAllPolicyFragmentStatus > );
    LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
    LUM_SMS( policyElection, Lum::Name, LumPolicyElection ); // by fragment; each holds its election
+   LUM_SMS( realizedVtep, Lum::Name, LumRealizedVtep );     // by switch
    LUM_SMS( policy, Lum::Name, LumPolicy );                 // by switch
    LUM_INITIALIZED;
 

@@ -29,6 +29,8 @@ class VniAllocator : public Lum::Entity {
 
    /// Inserts the range under its minimum, in the place of one with the same minimum.
    void vniRangesIs( VniRange range ) { vniRangesIs( range.vniRangeMin, range ); }
+   /// Whether there is a range with that minimum.
+   bool vniRangesHas( Vxlan::Vni minimum ) const { return vniRanges().find( minimum ) != nullptr; }
 
    /// The lowest free VNI of the lowest range that has one, recorded under `name`; none when all are spent.
    Vxlan::VniOrNone allocateVni( Lum::Name name );
