@@ -19,7 +19,11 @@ void RootSm::handleInitialized() {
    handleEnable();
 }
 
-void RootSm::handleConvergenceStatus() { topologyConvergenceStatusIs( topoStatus()->convergenceStatus() ); }
+// A record that first appears may be settled already, and the first binding of an input calls nothing.
+void RootSm::handleConvergenceStatus() {
+   topologyConvergenceStatusIs( topoStatus()->convergenceStatus() );
+   handleEnable();
+}
 
 bool RootSm::topologyReady() const {
    auto const status = topoStatus() ? topoStatus()->convergenceStatus() : nullptr;

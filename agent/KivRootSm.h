@@ -46,7 +46,7 @@ class RootSm : public Lum::PtrInterface {
    LUM_ARG( kivVniStatusDir, Lum::Ptr< Loomis::VniStatusDirV2 > );
    LUM_ARG( agent, KivCAgent::Agent * );
 
-   // Kept equal to the topology's convergence status. Its first appearance calls nothing; what it goes through does.
+   // Kept equal to the topology's convergence status.
    LUM_INPUT( topologyConvergenceStatus, Tessera::ConvergenceStatus const,
               LUM_ON( convergenceInProgress, handleEnable ) );
    LUM_SM( servicePolicyConfigSm, ServicePolicyConfigSm );

@@ -32,15 +32,21 @@ void FragmentSm::handleInitialized() {
    handleFlowStatus();
 }
 
+FragmentSm::Running FragmentSm::runningInfo() const {
+   return parent()->policyRunningInfoCol()->policyRunningInfo( getPolicyName( fragmentName() ) );
+}
+
 void FragmentSm::handleFlowStatus( Lum::Name flowName ) {
    TRACE8( trace(), " fragment: ", fragmentName(), " flow: ", flowName );
    auto const policy = getPolicyName( fragmentName() );
-   auto const running = parent()->policyRunningInfoCol()->policyRunningInfo( policy );
+   auto const running = runningInfo();
    if( !running ) {
       TRACE6( trace(), " no policy running info for ", policy, ", return" );
+      if( isInsideIngressFlow( flowName ) ) {
+         checkAndUpdateIngressFlowPresent( running, flowName, isFlowProgrammed( flowName ) );
+      }
       return;
    }
-   runningIs( running );
    auto const switchId = switchIdFromSystemId( parent()->name() );
    auto const status = fragment()->flowStatus( flowName );
    if( !status ) TRACE6( trace(), " flowStatus is removed." ); // which counts like any other change
@@ -50,18 +56,53 @@ void FragmentSm::handleFlowStatus( Lum::Name flowName ) {
    checkAndUpdateFlowConvergence( flowName, running, switchId );
 }
 
-// A host may join its group after the report of its flow, and the switch has no reason to report it again.
-void FragmentSm::handleHost( Lum::Ptr< HostRunningInfo > host ) {
-   if( running()->hostInfo( host->ip() ) != host ) return;
-   if( isFlowProgrammed( insideIngressFlowName( host->ip() ) ) ) host->insideVtepIngressFlowPresentIs( true );
+void FragmentSm::handleEcho() {
+   if( auto const running = runningInfo() ) weigh( running );
+}
+
+bool FragmentSm::weigh( Running const & running ) {
+   auto const & flows = fragment()->flowStatus();
+   if( !flows.find( PolicyFlowName::serviceVtepIngress ) && !flows.find( PolicyFlowName::serviceVtepEgress ) ) {
+      return false;
+   }
+   updateFlowConvergence( running, switchIdFromSystemId( parent()->name() ) );
+   return true;
 }
 
 void FragmentSm::checkAndUpdateFlowConvergence( Lum::String flowName, Running const & running, Lum::String switchId ) {
    if( flowName == PolicyFlowName::serviceVtepIngress || flowName == PolicyFlowName::serviceVtepEgress ) {
-      setFlowConvergence( running, switchId, areAllSVtepFlowsProgrammed() );
+      updateFlowConvergence( running, switchId );
    } else if( isInsideIngressFlow( flowName ) ) {
       checkAndUpdateIngressFlowPresent( running, flowName, isFlowProgrammed( flowName ) );
    }
+}
+
+// What is said of another service VNI is as good as nothing said.
+void FragmentSm::updateFlowConvergence( Running const & running, Lum::String switchId ) {
+   if( counts( *running ) ) {
+      setFlowConvergence( running, switchId, areAllSVtepFlowsProgrammed() );
+   } else if( auto const record = running->fragmentRunningInfo( fragment()->originalVni() ) ) {
+      record->serviceVtepFlowConvergedDel( switchId );
+   }
+}
+
+// A report counts for the service VNI that it echoes; one that echoes none counts for any.
+bool FragmentSm::counts( PolicyRunningInfo const & running ) const {
+   auto const echoed = fragment()->serviceVni();
+   auto const granted = running.originalToServiceVni( fragment()->originalVni() );
+   return echoed.isNone() || granted.isNone() || echoed == granted;
+}
+
+void FragmentSm::handleRejectedFlows( Running const & running, Lum::String switchId ) {
+   std::string concerned = Lum::textOf( switchId, " near ", running->nearIntfUuid(), " far ", running->farIntfUuid() );
+   for( auto const & [ policyName, member ] : running->policyName() )
+      concerned += Lum::textOf( " policy ", policyName );
+   for( auto const & uuid : { running->nearIntfUuid(), running->farIntfUuid() } ) {
+      auto const set = parent()->serviceIntfConfig()->intfSet( uuid );
+      if( !set ) continue;
+      for( auto const & [ intf, port ] : set->intf() ) concerned += Lum::textOf( " port ", intf );
+   }
+   for( auto const & [ ip, host ] : running->hostInfo() ) concerned += Lum::textOf( " host ", ip );
 }
 
 bool FragmentSm::isFlowProgrammed( Lum::String const & flowName ) const {
@@ -75,9 +116,9 @@ bool FragmentSm::areAllSVtepFlowsProgrammed() const {
 
 void FragmentSm::setFlowConvergence( Running const & running, Lum::String switchId, bool converged ) {
    auto const oVni = fragment()->originalVni();
+   running->fragmentRunningInfoIs( oVni )->serviceVtepFlowConvergedIs( switchId, converged );
    TRACE6( trace(), " set svtep flow convergence for oVni: ", oVni, ", switchId: ", switchId,
            ", converged: ", converged );
-   running->fragmentRunningInfoIs( oVni )->serviceVtepFlowConvergedIs( switchId, converged );
 }
 
 // While a host moves, or sits behind a pair, one switch may drop its flow and another hold it: it is present then. Only
@@ -89,21 +130,20 @@ void FragmentSm::checkAndUpdateIngressFlowPresent( Running const & running, Lum:
 }
 
 void FragmentSm::setInsideIngressFlowPresent( Running const & running, Neroli::IpGenAddr const & ip, bool present ) {
-   auto const host = running->hostInfo( ip );
-   if( !host ) return;
+   auto const host = running ? running->hostInfo( ip ) : nullptr;
+   if( !host ) return parent()->parent()->reportedAheadIs( getPolicyName( fragmentName() ), ip, present );
    TRACE6( trace(), " set ivtep flow present for ip: ", ip, ", present: ", present );
    host->insideVtepIngressFlowPresentIs( present );
 }
 
 void FragmentSm::cleanup() {
    TRACE8( trace(), " fragment: ", fragmentName() );
-   if( auto const running = parent()->policyRunningInfoCol()->policyRunningInfo( getPolicyName( fragmentName() ) ) ) {
-      auto const switchId = switchIdFromSystemId( parent()->name() );
-      // The entry of a switch that is no service VTEP of the group any more is for the engine to delete.
-      if( running->serviceVtepSwitchId( switchId ) ) setFlowConvergence( running, switchId, false );
-      for( auto const & [ flowName, status ] : fragment()->flowStatus() ) {
-         if( isInsideIngressFlow( flowName ) ) checkAndUpdateIngressFlowPresent( running, flowName, false );
-      }
+   auto const running = runningInfo();
+   auto const switchId = switchIdFromSystemId( parent()->name() );
+   // The entry of a switch that is no service VTEP of the group any more is for the engine to delete.
+   if( running && running->serviceVtepSwitchId( switchId ) ) setFlowConvergence( running, switchId, false );
+   for( auto const & [ flowName, status ] : fragment()->flowStatus() ) {
+      if( isInsideIngressFlow( flowName ) ) checkAndUpdateIngressFlowPresent( running, flowName, false );
    }
    initializedIs( false );
 }

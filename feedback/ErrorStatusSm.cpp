@@ -2,6 +2,7 @@
 
 #include "blackboard/KivLocalTypes.h"
 #include "blackboard/KivUtils.h"
+#include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"
 
 TRACE_MODULE( "KivErrorStatus" );
@@ -41,6 +42,65 @@ bool ErrorStatusSm::insideIngressFlowProgrammed( Neroli::IpGenAddr const & ip, L
    }
    TRACE7( trace(), " returning false " );
    return false;
+}
+
+bool ErrorStatusSm::reportedAhead( Lum::Name const & policy, Neroli::IpGenAddr ip ) const {
+   auto const group = reportedAhead_.find( policy );
+   return group != reportedAhead_.end() && group->second.contains( ip );
+}
+
+void ErrorStatusSm::reportedAheadIs( Lum::Name const & policy, Neroli::IpGenAddr ip, bool reported ) {
+   if( reported ) {
+      reportedAhead_[ policy ].insert( ip );
+   } else if( auto const group = reportedAhead_.find( policy ); group != reportedAhead_.end() ) {
+      group->second.erase( ip );
+      if( group->second.empty() ) reportedAhead_.erase( group );
+   }
+}
+
+void ErrorStatusSm::GroupSm::handleServiceVtepSwitchId( Lum::String switchId ) {
+   if( !running()->serviceVtepSwitchId( switchId ) ) return;
+   for( auto const & [ originalVni, serviceVni ] : running()->originalToServiceVni() ) weigh( switchId, originalVni );
+}
+
+void ErrorStatusSm::GroupSm::handleServiceVni( Vxlan::VniOrNone originalVni ) {
+   if( !running()->originalToServiceVni( originalVni ).isNone() ) weigh( originalVni );
+}
+
+void ErrorStatusSm::GroupSm::handleFragmentRunningInfo( Vxlan::VniOrNone originalVni ) {
+   if( running()->fragmentRunningInfo( originalVni ) ) weigh( originalVni );
+}
+
+void ErrorStatusSm::GroupSm::weigh( Vxlan::VniOrNone originalVni ) {
+   for( auto const & [ switchId, member ] : running()->serviceVtepSwitchId() ) weigh( switchId, originalVni );
+}
+
+void ErrorStatusSm::GroupSm::weigh( Lum::String const & switchId, Vxlan::VniOrNone originalVni ) {
+   auto const reports = parent()->errorStatusPerVtepSm( Harbor::systemIdFromString( switchId ).stringValue() );
+   auto const report = reports ? reports->fragment( fragmentNameOf( running()->name(), originalVni ) ) : nullptr;
+   if( report && report->weigh( running() ) ) return;
+   // What it said while it was no service VTEP, and has taken back since, counts no more.
+   if( auto const record = running()->fragmentRunningInfo( originalVni ) ) {
+      record->serviceVtepFlowConvergedDel( switchId );
+   }
+}
+
+// A host may join its group after the report of its flow, and leave it before the flow goes.
+void ErrorStatusSm::GroupSm::handleHost( Lum::Ptr< HostRunningInfo > host ) {
+   auto const policy = running()->name();
+   auto const ip = host->ip();
+   if( running()->hostInfo( ip ) != host ) {
+      parent()->reportedAheadIs( policy, ip, host->insideVtepIngressFlowPresent() );
+   } else if( parent()->reportedAhead( policy, ip ) ) {
+      parent()->reportedAheadIs( policy, ip, false );
+      host->insideVtepIngressFlowPresentIs( true );
+   }
+}
+
+void ErrorStatusSm::GroupSm::cleanup() {
+   for( auto const & [ ip, host ] : running()->hostInfo() ) {
+      parent()->reportedAheadIs( running()->name(), ip, host->insideVtepIngressFlowPresent() );
+   }
 }
 
 bool ErrorStatusPerVtepSm::insideIngressFlowProgrammed( Neroli::IpGenAddr const & ip, Lum::String fragName ) const {

@@ -107,6 +107,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    bool mayIntercept( HostInfo const & info ) const;
    void publishInterceptFlows( HostRunningInfo & running, SwitchPair const & current );
 
+   void bringServiceFlowsUp();
    void createServiceFlowRules( Lum::String switchId );
    void createInterceptFlowRules( Neroli::IpGenAddr ip, Lum::String switchId );
    void createInterceptRulesToAllServiceVteps( Neroli::IpGenAddr ip );
@@ -117,6 +118,8 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    void removeAllFlowsFromVtep( Lum::String switchId );
    void manageFlowRemovalForHost( Neroli::IpGenAddr ip, SwitchPair pair, FlowRemoval why );
    void manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAddr ip, SwitchPair pair );
+   bool isAlone( Neroli::IpGenAddr ip, Lum::String const & switchId ) const;
+   void forgetHost( Lum::String const & switchId, Neroli::IpGenAddr ip );
    void revokeAllPolicyFragments();
 
    Lum::Ptr< V1::ServicePolicyFragment > publishedFragment( Lum::String const & switchId ) const;
@@ -173,7 +176,7 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
 
    LUM_INITIALIZED;
    LUM_INPUT( policyRunningInfo, PolicyRunningInfo, LUM_ON( serviceVtepSwitchId, handleServiceVtepSwitchId ),
-              LUM_FOLLOW( fragmentRunningInfo, fragmentRunningInfo ) );
+              LUM_ON( hostInfo, handleHostRunningInfo ), LUM_FOLLOW( fragmentRunningInfo, fragmentRunningInfo ) );
    LUM_INPUT( policyInfo, PolicyInfo, LUM_ON( originalToServiceVni, handleServiceVni ) );
    LUM_SMS( policyPerVniSm, Vxlan::VniOrNone, ServicePolicyPerVniSm );
    LUM_FOLLOWERS( fragmentRunningInfo, Vxlan::VniOrNone, FragmentInfoSm, policyRunningInfo, fragmentRunningInfo );
@@ -193,6 +196,10 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
    LUM_ALL_KEYS( handleServiceVni, policyInfo, originalToServiceVni );
    void handleServiceVni( Vxlan::VniOrNone vni );
    void handleServiceVtepSwitchId( Lum::String switchId );
+   /// Gathers what a running group works on, and drops it: it is bound to no reaction, and nothing depends on it.
+   void handlePolicyStateChange();
+   /// A record that somebody else deletes is written anew.
+   void handleHostRunningInfo( Neroli::IpGenAddr ip );
    /// The end of the group: takes back everything and deletes its records.
    void handleCleanup();
 
@@ -200,6 +207,8 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
    bool setOrchestrationReadinessForPolicy();
    /// Hands the service VNI back if no host of the group is left in `vni`.
    void giveBackIfUnused( Vxlan::VniOrNone vni );
+   /// The machine's service flows have converged if all service VTEPs have reported so; else its convergence stays.
+   void raiseConvergence( ServicePolicyPerVniSm & machine );
    /// One of the pair's switches is a service VTEP of the group.
    bool matchesServiceVtep( SwitchPair const & pair ) const;
    /// A port has left a set: the switch stays a service VTEP as long as another port of either set is on it. Returns
@@ -251,6 +260,9 @@ class ServiceIntfInfoSm : public Lum::PtrInterface {
 
  private:
    void handleCleanup();
+   void askReadiness();
+   bool holds( SwitchIntfPair const & intf ) const;
+   bool isNamedBy( Lum::String const & group ) const;
    void updateIntfForPolicy( Lum::String const & group, Vxlan::VniOrNone vni, SwitchIntfPair const & intf );
    void updateServiceIntfChange( Lum::String const & group, Vxlan::VniOrNone vni, SwitchIntfPair const & intf,
                                  char const * side );
@@ -329,10 +341,12 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
    void giveBackAbandonedVnis();
    void withdrawOutdatedFragments();
    Lum::Ptr< ServicePolicyPerVniSm > machineOf( Lum::String const & fragmentName );
+   void squareFragment( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+                        ServicePolicyPerVniSm & machine );
    void withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
                                PolicyRunningInfo const & running );
-   bool withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
-                               ServicePolicyPerVniSm const & machine );
+   void withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+                               ServicePolicyPerVniSm & machine );
    void revokeIfQuiet( ServicePolicyPerVniSm & machine, Lum::String const & policyName );
 
    // Group and original VNI of the hosts that were removed from their groups during an outage; empty after the start.

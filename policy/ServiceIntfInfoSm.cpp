@@ -18,9 +18,23 @@ ServiceIntfInfoSm::~ServiceIntfInfoSm() {
 
 void ServiceIntfInfoSm::handleCleanup() {
    TRACE8( trace(), " uuid: ", uuid() );
+   askReadiness();
+}
+
+void ServiceIntfInfoSm::askReadiness() {
    for( auto const & [ group, member ] : intfUuidToPolicy()->policy() ) {
       if( auto const brain = parent()->servicePolicyBrainSm( group ) ) brain->setOrchestrationReadinessForPolicy();
    }
+}
+
+bool ServiceIntfInfoSm::holds( SwitchIntfPair const & intf ) const {
+   return serviceIntfInfo()->intf( intf ) != ServiceInterface( intf );
+}
+
+bool ServiceIntfInfoSm::isNamedBy( Lum::String const & group ) const {
+   auto const brain = parent()->servicePolicyBrainSm( group );
+   return brain
+          && ( brain->servicePolicy()->nearIntfUuid() == uuid() || brain->servicePolicy()->farIntfUuid() == uuid() );
 }
 
 void ServiceIntfInfoSm::handleInitialized() {
@@ -30,6 +44,9 @@ void ServiceIntfInfoSm::handleInitialized() {
 
 void ServiceIntfInfoSm::handleIntf( SwitchIntfPair intf ) {
    TRACE8( trace(), " uuid: ", uuid(), " Intf: ", intf );
+   // It may have been the last port. Asked first, the group takes everything back in its own order: the diversion
+   // before the service side.
+   if( !holds( intf ) ) askReadiness();
    for( auto const & [ group, member ] : intfUuidToPolicy()->policy() ) {
       auto const running = policyRunningInfoCol()->policyRunningInfo( group );
       if( !running ) {
@@ -73,6 +90,11 @@ void ServiceIntfInfoSm::updateIntfForPolicy( Lum::String const & group, Vxlan::V
    char const * const intfSetName = uuid() == running->nearIntfUuid()  ? "near"
                                     : uuid() == running->farIntfUuid() ? "far"
                                                                        : nullptr;
+   if( !intfSetName && !isNamedBy( group ) ) {
+      // It named another one while it was pending, and stays in the list of this one until its own end.
+      TRACE6( trace(), " return - ", group, " names another uuid" );
+      return;
+   }
    LUM_ASSERT( intfSetName && " uuid did not match far or near intf uuid " );
    updateServiceIntfChange( group, vni, intf, intfSetName );
 }
@@ -82,7 +104,7 @@ void ServiceIntfInfoSm::updateServiceIntfChange( Lum::String const & group, Vxla
    TRACE8( trace(), " Policy:", group, " VNI: ", vni, " SwitchIntf: ", intf );
    auto const fragmentName = fragmentNameOf( group, vni );
    auto const users = policyHelperInfo()->intfUuidToPolicy( uuid() );
-   bool const present = serviceIntfInfo()->intf( intf ) != ServiceInterface( intf ) && users && users->policy( group );
+   bool const present = holds( intf ) && users && users->policy( group );
    if( present ) {
       addPort( *policyRunningInfoCol()->policyRunningInfo( group ), fragmentName, intf, side );
    } else {

@@ -21,19 +21,22 @@ bool ServicePolicyBrainSm::checkServiceIntfOwnership( Lum::String const & near, 
 }
 
 void ServicePolicyBrainSm::handleNearIntfUuid() {
-   handleIntfUuid( policyRunningInfo()->nearIntfUuid(), servicePolicy()->nearIntfUuid(),
-                   &PolicyRunningInfo::nearIntfUuidIs );
+   auto const old = policyRunningInfo()->nearIntfUuid();
+   auto const now = servicePolicy()->nearIntfUuid();
+   TRACE8( trace(), " Policy: ", name(), " old: ", old, " new: ", now );
+   handleIntfUuid( old, now, &PolicyRunningInfo::nearIntfUuidIs );
 }
 
 void ServicePolicyBrainSm::handleFarIntfUuid() {
-   handleIntfUuid( policyRunningInfo()->farIntfUuid(), servicePolicy()->farIntfUuid(),
-                   &PolicyRunningInfo::farIntfUuidIs );
+   auto const old = policyRunningInfo()->farIntfUuid();
+   auto const now = servicePolicy()->farIntfUuid();
+   TRACE8( trace(), " Policy: ", name(), " old: ", old, " new: ", now );
+   handleIntfUuid( old, now, &PolicyRunningInfo::farIntfUuidIs );
 }
 
 // A pending group leaves its name and its claim at the old UUID until its own end.
 void ServicePolicyBrainSm::handleIntfUuid( Lum::String old, Lum::String now,
                                            void ( PolicyRunningInfo::*uuidIs )( Lum::String ) ) {
-   TRACE8( trace(), " Policy: ", name(), " old: ", old, " new: ", now );
    if( policyInfoReady() && old != now ) {
       policyRunningInfo()->policyStateIs( PolicyRunningState::policyIntfChanging );
       if( auto const users = policyHelperInfo()->intfUuidToPolicy( old ) ) users->policyDel( name() );
@@ -47,9 +50,12 @@ void ServicePolicyBrainSm::handleIntfUuid( Lum::String old, Lum::String now,
       }
    }
    // A group that stays ready runs no take-up, so it owns a new UUID from here: only one at a time may use it.
-   if( setOrchestrationReadinessForPolicy() && policyHelperInfo()->intfUuidToOwnerPolicy( now ).empty() ) {
+   if( !setOrchestrationReadinessForPolicy() || old == now ) return;
+   if( policyHelperInfo()->intfUuidToOwnerPolicy( now ).empty() ) {
       policyHelperInfo()->intfUuidToOwnerPolicyIs( now, name() );
    }
+   // Nobody replays the ports of a UUID whose list the group has never left, as while it was pending.
+   handleServiceIntf();
 }
 
 void ServicePolicyBrainSm::cleanupIntfUuidToPolicy( Lum::String uuid ) {

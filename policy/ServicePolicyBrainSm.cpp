@@ -21,11 +21,7 @@ void ServicePolicyBrainSm::handleInitialized() {
    policyRunningInfo()->policyStateIs( State::policyPending ); // restored groups start like new ones
 
    for( auto const & [ vni, serviceVni ] : policyRunningInfo()->originalToServiceVni() ) {
-      auto const machine = makePerVniSm( vni );
-      if( auto const fragment = fragmentRunningInfo( vni ) ) {
-         TRACE6( trace(), " update switchPairFlowConverged for policyPerVniSm, oVni: ", vni );
-         machine->switchPairFlowConvergedIs( fragment->serviceFlowConverged() );
-      }
+      makePerVniSm( vni );
    }
    // All are known before the first is looked at: one that is gone must not look like the last.
    for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
@@ -122,7 +118,19 @@ void ServicePolicyBrainSm::updateAndProcessHostInfo( Neroli::IpGenAddr ip ) {
 }
 
 Lum::Ptr< ServicePolicyPerVniSm > ServicePolicyBrainSm::makePerVniSm( Vxlan::VniOrNone vni ) {
-   return policyPerVniSmIs( vni, policyRunningInfo(), policyHelperInfo(), policyPublishBaseDir() );
+   if( auto const held = policyPerVniSm( vni ) ) return held;
+   auto const made = policyPerVniSmIs( vni, policyRunningInfo(), policyHelperInfo(), policyPublishBaseDir() );
+   raiseConvergence( *made );
+   return made;
+}
+
+// By the reports that stand: nobody makes them again for a machine that is new. A service VTEP that is silent lowers
+// nothing here, so that after a restart the others' reports serve new and moved hosts; only its word does.
+void ServicePolicyBrainSm::raiseConvergence( ServicePolicyPerVniSm & machine ) {
+   auto const fragment = fragmentRunningInfo( machine.originalVni() );
+   if( !fragment || !fragment->serviceFlowConverged() ) return;
+   TRACE6( trace(), " update switchPairFlowConverged for policyPerVniSm, oVni: ", machine.originalVni() );
+   machine.switchPairFlowConvergedIs( true );
 }
 
 void ServicePolicyBrainSm::handleServiceVni( Vxlan::VniOrNone vni ) {
@@ -212,12 +220,8 @@ void ServicePolicyBrainSm::takeUp() {
    for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
       maybeDeleteServiceVtep( switchId );
    }
-   // And those that just came with the ports may have converged before a restart: nobody reports that again.
-   for( auto const & [ vni, fragment ] : fragmentRunningInfo() ) {
-      if( auto const machine = policyPerVniSm( vni ) ) {
-         machine->switchPairFlowConvergedIs( fragment->serviceFlowConverged() );
-      }
-   }
+   // Now the service VTEPs are complete, and what they have reported counts.
+   for( auto const & [ vni, machine ] : policyPerVniSm() ) raiseConvergence( *machine );
    policyRunningInfo()->policyStateIs( State::policyRunning );
    for( auto const & [ vni, machine ] : policyPerVniSm() ) machine->handleHost();
 }
@@ -230,8 +234,12 @@ void ServicePolicyBrainSm::fallBack() {
    // or its last service VNI keeps its claim and does not hand its interfaces to a waiting group.
    auto const near = policyRunningInfo()->nearIntfUuid();
    auto const far = policyRunningInfo()->farIntfUuid();
-   if( far == name() ) policyHelperInfo()->intfUuidToOwnerPolicyDel( far );
-   if( near == name() ) policyHelperInfo()->intfUuidToOwnerPolicyDel( near );
+   // A set that bears the group's name may be another group's.
+   for( auto const & uuid : { far, near } ) {
+      if( uuid == name() && policyHelperInfo()->intfUuidToOwnerPolicy( uuid ) == name() ) {
+         policyHelperInfo()->intfUuidToOwnerPolicyDel( uuid );
+      }
+   }
    policyRunningInfo()->serviceVtepSwitchIdDelAll();
 }
 
@@ -244,12 +252,37 @@ void ServicePolicyBrainSm::handleServiceVtepSwitchId( Lum::String switchId ) {
       fragment->serviceVtepFlowConvergedDel( switchId );
    }
    // It may have been the last that had not converged, or had not even reported: then hosts wait for nothing else.
-   for( auto const & [ vni, fragment ] : fragmentRunningInfo() ) {
-      auto const machine = policyPerVniSm( vni );
-      if( !machine || !fragment->serviceFlowConverged() ) continue;
-      machine->switchPairFlowConvergedIs( true );
-      machine->handleHost();
+   for( auto const & [ vni, machine ] : policyPerVniSm() ) {
+      raiseConvergence( *machine );
+      if( machine->switchPairFlowConverged() ) machine->handleHost();
    }
+}
+
+void ServicePolicyBrainSm::handlePolicyStateChange() {
+   if( policyRunningInfo()->policyState() != State::policyRunning ) return;
+   std::string work;
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) work += switchId.str() + " ";
+   for( auto const & uuid : { policyRunningInfo()->nearIntfUuid(), policyRunningInfo()->farIntfUuid() } ) {
+      auto const set = serviceIntfConfig()->intfSet( uuid );
+      if( !set ) continue;
+      for( auto const & [ intf, port ] : set->intf() ) work += Lum::textOf( intf, " " );
+   }
+   for( auto const & [ ip, host ] : policyRunningInfo()->hostInfo() ) {
+      if( host->state() == State::policyRunning ) work += Lum::textOf( ip, " " );
+   }
+}
+
+// The host is still wanted, and its flows stand: the next event would look for the record.
+void ServicePolicyBrainSm::handleHostRunningInfo( Neroli::IpGenAddr ip ) {
+   if( policyRunningInfo()->hostInfo( ip ) ) return;
+   auto const host = policyHelperInfo()->ipToPolicy( ip );
+   if( !host || !host->allPolicy( name() ) ) return;
+   auto const running = policyRunningInfo()->hostInfoIs( ip );
+   if( auto const machine = policyPerVniSm( host->vni() ) ) {
+      running->macIs( host->mac() );
+      running->insideVtepSwitchPairIs( machine->shadowSwitchPair( ip ) );
+   }
+   handleHostInfoChange( host );
 }
 
 bool ServicePolicyBrainSm::matchesServiceVtep( SwitchPair const & pair ) const {
@@ -289,6 +322,8 @@ bool ServicePolicyBrainSm::FragmentInfoSm::serviceFlowConverged() const {
 }
 
 void ServicePolicyBrainSm::FragmentInfoSm::handleFlowConverged( Lum::String switchId ) {
+   // While the group is taken up its service VTEPs come one by one; what they have reported is weighed at the end.
+   if( parent()->policyRunningInfo()->policyState() == State::policyOrchestrating ) return;
    auto const machine = parent()->policyPerVniSm( fragmentRunningInfo()->originalVni() );
    if( !machine ) return;
    bool const converged = serviceFlowConverged();

@@ -34,6 +34,8 @@ void ServicePolicyConfigSm::adoptRestoredPolicy( PolicyRunningInfo & running, Se
    running.farIntfUuidIs( far );
    for( auto const & uuid : { near, far } )
       policyHelperInfo()->intfUuidToPolicyIs( uuid )->policyIs( running.name(), true );
+   // A group that can never be ready owns nothing.
+   if( near == far || near.empty() || far.empty() ) return;
    // The first restored group to reach a UUID keeps it; a second one stays without either of its two.
    if( !policyHelperInfo()->intfUuidToOwnerPolicy( near ).empty()
        || !policyHelperInfo()->intfUuidToOwnerPolicy( far ).empty() ) {
@@ -115,15 +117,30 @@ void ServicePolicyConfigSm::withdrawOutdatedFragments() {
       auto const switchId = Harbor::systemIdFromString( name ).switchId();
       for( auto const & [ fragmentName, fragment ] : published->policyFragment() ) {
          if( auto const machine = machineOf( fragmentName ) ) {
-            withdrawOutdatedPorts( *fragment, switchId, *machine->policyRunningInfo() );
-            if( withdrawOutdatedHosts( *fragment, switchId, *machine ) ) continue;
+            squareFragment( *fragment, switchId, *machine );
+         } else {
+            TRACE6( trace(), " Withdrawing ", fragmentName, " from ", name );
+            revokePublishedPolicy( name, fragmentName, policyPublishBaseDir(), policyHelperInfo() );
          }
-         TRACE6( trace(), " Withdrawing ", fragmentName, " from ", name );
-         revokePublishedPolicy( name, fragmentName, policyPublishBaseDir(), policyHelperInfo() );
       }
       // What stays is still the switch's, also where nothing was published again because a service VTEP is silent.
       if( !published->policyFragment().empty() ) policyHelperInfo()->publishEligibleSwitchIs( name, true );
    }
+}
+
+// What the machine has published anew is as it should be; this is about what it has not touched.
+void ServicePolicyConfigSm::squareFragment( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+                                            ServicePolicyPerVniSm & machine ) {
+   withdrawOutdatedPorts( fragment, switchId, *machine.policyRunningInfo() );
+   withdrawOutdatedHosts( fragment, switchId, machine );
+   bool const serviceVtep = machine.policyRunningInfo()->serviceVtepSwitchId( switchId );
+   bool const outdated = !fragment.serviceVni().isNone() && fragment.serviceVni() != machine.serviceVni();
+   // The service side of another service VNI is written anew. A switch that is no service VTEP any more loses it, and
+   // the fragment if it has no host.
+   if( outdated || !serviceVtep ) machine.handleServiceVtepSwitchId( switchId );
+   if( !outdated || serviceVtep ) return;
+   revokePublishedPolicy( switchId, fragment.name(), policyPublishBaseDir(), policyHelperInfo() );
+   machine.handleHost(); // those behind the switch have no flows any more
 }
 
 // The machine that published a fragment, if its group is ready to publish; else null.
@@ -147,26 +164,26 @@ void ServicePolicyConfigSm::withdrawOutdatedPorts( V1::ServicePolicyFragment & f
    }
 }
 
-// Returns whether the switch still needs the fragment: not when the last host behind it went.
-bool ServicePolicyConfigSm::withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
-                                                   ServicePolicyPerVniSm const & machine ) {
+void ServicePolicyConfigSm::withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+                                                   ServicePolicyPerVniSm & machine ) {
    bool const serviceVtep = machine.policyRunningInfo()->serviceVtepSwitchId( switchId );
-   bool withdrawn = false;
-   bool diverts = false;
    for( auto const & [ flowName, flow ] : fragment.flow() ) {
       auto const ip = hostOfFlow( flowName );
       if( !ip ) continue;
       auto const host = machine.host( *ip );
-      if( host && ( serviceVtep || host->insideVtepSwitchPair().isMember( switchId ) ) ) {
-         diverts = true;
-      } else {
-         removeHostFlow( fragment, *ip );
-         withdrawn = true;
-      }
+      bool const here = host && ( serviceVtep || host->insideVtepSwitchPair().isMember( switchId ) );
+      if( here && flow.rewriteVni == machine.serviceVni() && flow.matchSMac == host->mac() ) continue;
+      removeHostFlow( fragment, *ip );
+      if( host ) machine.handleHost( *ip ); // it waits, or gets the flow as it should be
    }
-   if( !withdrawn || diverts ) return true;
-   fragment.flowDel( PolicyFlowName::insideVtepEgress ); // the service flows go with the quiet rounds
-   return serviceVtep;
+   bool diverts = false;
+   for( auto const & [ flowName, flow ] : fragment.flow() ) diverts = diverts || hostOfFlow( flowName );
+   if( !diverts ) fragment.flowDel( PolicyFlowName::insideVtepEgress ); // the service flows go with the quiet rounds
+   if( !fragment.grCookie() ) return;
+   for( auto const & [ ip, cookie ] : fragment.grCookie()->interceptInfo() ) {
+      auto const host = machine.host( ip );
+      if( !host || !host->insideVtepSwitchPair().isMember( switchId ) ) fragment.grCookie()->interceptInfoDel( ip );
+   }
 }
 
 } // namespace Kiv

@@ -32,6 +32,12 @@ void ServicePolicyPerVniSm::revokeFragment( Lum::String const & switchId ) {
    revokePublishedPolicy( switchId, fragmentName(), policyPublishBaseDir(), policyHelperInfo() );
 }
 
+void ServicePolicyPerVniSm::bringServiceFlowsUp() {
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+      createServiceFlowRules( switchId );
+   }
+}
+
 // Both flows work on every frame of the VNI pair and are tied to the near set.
 void ServicePolicyPerVniSm::createServiceFlowRules( Lum::String switchId ) {
    TRACE8( trace(), " swId: ", switchId );
@@ -59,10 +65,7 @@ void ServicePolicyPerVniSm::createInterceptFlowRules( Neroli::IpGenAddr ip, Lum:
    fragment->flowIs( ingress );
    fragment->flowIs( egress );
    // A service VTEP that is not the host's own switch, or is it no more, keeps no cookie of the host.
-   if( !running->insideVtepSwitchPair().isMember( switchId ) ) {
-      fragment->grCookie()->interceptInfoDel( ip );
-      return;
-   }
+   if( !running->insideVtepSwitchPair().isMember( switchId ) ) return forgetHost( switchId, ip );
    TRACE6( trace(), "creating grCookie for ", ip, " ", running->mac() );
    V1::InterceptInfoCookie cookie;
    cookie.interceptIp = ip;
@@ -135,11 +138,12 @@ void ServicePolicyPerVniSm::clearServiceVtep( Lum::String switchId ) {
 
 void ServicePolicyPerVniSm::manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAddr ip, SwitchPair pair ) {
    TRACE8( trace(), " IP: ", ip, " SW: ", pair );
-   bool const last = activeHostsPerInsideVtep( pair ) <= 1;
    for( auto const & member : { pair.first(), pair.second() } ) {
-      // Rules on a service VTEP stay until the service side itself is cleared; not so on its peer, if that is none.
-      if( member.empty() || policyRunningInfo()->serviceVtepSwitchId( member ) ) continue;
-      if( last ) {
+      if( member.empty() ) continue;
+      if( policyRunningInfo()->serviceVtepSwitchId( member ) ) {
+         // Rules on a service VTEP stay until the service side itself is cleared; not so on its peer, if that is none.
+         forgetHost( member, ip );
+      } else if( isAlone( ip, member ) ) {
          TRACE6( trace(), " Unpublish policy: No more hosts on: ", pair, " vni: ", originalVni(),
                  " on switch: ", member );
          revokeFragment( member );
@@ -148,6 +152,13 @@ void ServicePolicyPerVniSm::manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAd
          removeIngressFlowFromVtep( member, ip );
       }
    }
+}
+
+// The host itself may be counted at another place already, or not at all.
+bool ServicePolicyPerVniSm::isAlone( Neroli::IpGenAddr ip, Lum::String const & switchId ) const {
+   auto const running = host( ip );
+   bool const counted = running && running->insideVtepSwitchPair().isMember( switchId );
+   return activeHostsPerInsideVtep( SwitchPair( switchId ) ) == ( counted ? 1 : 0 );
 }
 
 void ServicePolicyPerVniSm::manageFlowRemovalForHost( Neroli::IpGenAddr ip, SwitchPair pair, FlowRemoval why ) {
@@ -161,13 +172,27 @@ void ServicePolicyPerVniSm::manageFlowRemovalForHost( Neroli::IpGenAddr ip, Swit
    }
    std::uint64_t const others = activeHosts() - 1;
    TRACE6( trace(), " Remove flows from the service vteps as well. Active hosts: ", others );
+   bool const awaited = host().size() > ( host( ip ) ? 1 : 0 ); // others wait for the service flows, which stay
    for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
-      if( others == 0 ) {
-         removeAllFlowsFromVtep( switchId );
-      } else {
+      if( others > 0 ) {
          removeIngressFlowFromVtep( switchId, ip );
+         continue;
+      }
+      forgetHost( switchId, ip );
+      if( awaited ) {
+         removeInterceptFlowsFromVtep( switchId );
+      } else {
+         removeAllFlowsFromVtep( switchId );
       }
    }
+   // The quiet rounds may have taken them, too.
+   if( others == 0 && awaited && parent()->policyInfoReady() ) bringServiceFlowsUp();
+}
+
+// A cookie is what a restart places the host by.
+void ServicePolicyPerVniSm::forgetHost( Lum::String const & switchId, Neroli::IpGenAddr ip ) {
+   auto const fragment = publishedFragment( switchId );
+   if( fragment && fragment->grCookie() ) fragment->grCookie()->interceptInfoDel( ip );
 }
 
 void ServicePolicyPerVniSm::removeIngressFlowFromVtep( Lum::String switchId, Neroli::IpGenAddr ip ) {

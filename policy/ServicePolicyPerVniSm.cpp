@@ -31,11 +31,13 @@ std::uint64_t ServicePolicyPerVniSm::activeHosts() const {
 }
 
 std::uint64_t ServicePolicyPerVniSm::interceptedHosts() const {
-   return countHosts( *this, []( auto & running ) {
-      TRACE6( trace(), " ip-mac-present: ", running.ip(), "-", running.mac(), "-",
-              running.insideVtepIngressFlowPresent() );
-      return running.insideVtepIngressFlowPresent();
-   } );
+   std::uint64_t count = 0;
+   for( auto const & [ ip, running ] : host() ) { // no lambda, whose name the trace would show
+      auto const present = running->insideVtepIngressFlowPresent();
+      TRACE6( trace(), " ip-mac-present: ", ip, "-", running->mac(), "-", present );
+      count += present;
+   }
+   return count;
 }
 
 std::uint64_t ServicePolicyPerVniSm::activeHostsPerInsideVtep( SwitchPair const & pair ) const {
@@ -84,23 +86,22 @@ void ServicePolicyPerVniSm::handleHost( Neroli::IpGenAddr ip, SwitchUpdate switc
    }
    shadowSwitchPairIs( ip, current );
    watchVtep( running, getVtepIp( current ) );
-   // A host without flows has nothing to clean up.
-   if( running->state() != State::policyPending ) handleMove( *running, previous, current );
+   if( running->state() != State::policyPending ) {
+      handleMove( *running, previous, current );
+   } else {
+      // A host that lost its flows with the convergence has left its cookie, from which a restart would place it.
+      bool const sameMac = running->mac() == info->mac();
+      manageHostFlowRemovalFromSwitchPair( ip, sameMac ? previous.difference( current ) : previous );
+   }
 
    running->macIs( info->mac() );
    running->originalVniIs( originalVni() );
    running->serviceVniIs( serviceVni() );
    running->insideVtepSwitchPairIs( current );
-   if( !parent()->policyInfoReady() || serviceVni().value() == 0 ) {
-      TRACE6( trace(), " activeHosts:", activeHosts() );
-      return;
-   }
-   // The first active host brings the service flows up.
-   if( activeHosts() <= 1 ) {
-      for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
-         createServiceFlowRules( switchId );
-      }
-   }
+   auto const active = activeHosts();
+   TRACE6( trace(), " activeHosts:", active );
+   if( !parent()->policyInfoReady() || serviceVni().value() == 0 ) return;
+   if( active <= 1 ) bringServiceFlowsUp(); // the first active host does
    if( mayIntercept( *info ) ) {
       publishInterceptFlows( *running, current );
    } else {
@@ -157,7 +158,9 @@ void ServicePolicyPerVniSm::watchVtep( Lum::Ptr< HostRunningInfo > const & runni
    auto const ip = running->ip();
    // The old monitor goes first: a machine cannot be asked for with another argument.
    auto const monitor = interceptVtepMonitorSm( ip );
-   if( monitor && monitor->insideVtepIp() != vtepIp ) interceptVtepMonitorSmDel( ip );
+   if( monitor && ( monitor->insideVtepIp() != vtepIp || monitor->hostRunningInfo() != running ) ) {
+      interceptVtepMonitorSmDel( ip );
+   }
    interceptVtepMonitorSmIs( ip, running, vtepIp, policyHelperInfo() );
 }
 
@@ -206,8 +209,6 @@ void ServicePolicyPerVniSm::deleteHost( Neroli::IpGenAddr ip, SwitchPair pair ) 
       running->stateIs( State::policyPending );
    }
    hostDel( ip );
-   // With the last active host the service flows went: those that wait for them bring them up again.
-   if( touched && activeHosts() == 0 ) handleHost();
 }
 
 void ServicePolicyPerVniSm::handleServiceVni( Vxlan::VniOrNone newVni ) {
@@ -215,9 +216,12 @@ void ServicePolicyPerVniSm::handleServiceVni( Vxlan::VniOrNone newVni ) {
    TRACE8( trace(), " Old service Vni: ", old, " New service Vni: ", newVni );
    if( newVni == old ) return;
    serviceVniIs( newVni );
-   // Every flow carries the old number: the fragments are dropped rather than edited.
+   // Every flow carries the old number: the fragments are dropped rather than edited, and the service VTEPs have to
+   // program their side anew.
    if( !old.isNone() ) revokeAllPolicyFragments();
+   switchPairFlowConvergedIs( false );
    if( newVni.isNone() ) return;
+   parent()->raiseConvergence( *this );
    handleServiceVtepSwitchId();
    handleHost();
 }
@@ -230,6 +234,7 @@ void ServicePolicyPerVniSm::cleanup() {
    for( auto const & [ name, entity ] : policyPublishBaseDir()->entityPtr() ) {
       if( publishedFragment( name ) ) revokeFragment( name );
    }
+   switchPairFlowConvergedIs( false );
    TRACE6( trace(), " fragmentRunningInfoDel for vni: ", originalVni() );
    policyRunningInfo()->fragmentRunningInfoDel( originalVni() );
 }

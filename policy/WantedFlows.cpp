@@ -15,6 +15,7 @@ struct PlacedHost {
    Neroli::IpGenAddr ip;
    Neroli::EthAddr mac;
    SwitchPair place;
+   bool diverted;   // its flows are out
    bool programmed; // some switch has its ingress flow
    bool certain;    // that this is its place
 };
@@ -23,7 +24,7 @@ struct PlacedHost {
 enum class Convergence {
    converged, ///< all have programmed both
    open,      ///< one has not reported yet, and none has said no
-   withdrawn, ///< one reports the fragment without them
+   unsaid,    ///< one reports the fragment without them: not yet, or not any more
    refused,   ///< one has said no
 };
 
@@ -58,11 +59,6 @@ class VniOfGroup {
    }
 
  private:
-   bool isServiceVtep( Lum::String const & switchId ) const {
-      return !switchId.empty() && ports_.contains( keyOf( switchId ) );
-   }
-
-   // A diverted host is seen where its traffic runs, on a service VTEP: it stays where it was placed.
    std::vector< PlacedHost > placedHosts() const {
       std::vector< PlacedHost > hosts;
       auto const running = standing_.policyRunningInfoCol->policyRunningInfo( group_.name() );
@@ -71,13 +67,14 @@ class VniOfGroup {
          auto const seen = standing_.policyHelperInfo->ipToPolicy( ip );
          auto const held = running ? running->hostInfo( ip ) : nullptr;
          if( !seen || !held || seen->policy() != group_.name() || seen->vni() != originalVni_ ) continue;
-         auto const now = seen->switchPair();
-         auto const before = held->insideVtepSwitchPair();
-         bool const diverted = isServiceVtep( now.first() ) || isServiceVtep( now.second() );
-         auto const place = diverted && before.members() > 0 ? before : now;
-         if( place.members() == 0 || seen->mac().isUnset() ) continue;
-         hosts.push_back(
-            { ip, seen->mac(), place, held->insideVtepIngressFlowPresent(), !diverted || before.members() > 0 } );
+         // The fabric sees a diverted host where its traffic runs, on a service VTEP: it stays where it was placed.
+         auto const placed = held->insideVtepSwitchPair();
+         auto const place = placed.members() > 0 ? placed : seen->switchPair();
+         if( seen->switchPair().members() == 0 || seen->mac().isUnset() ) continue;
+         // A group that took the control over from another one follows the host from its next change on.
+         bool const followed = placed.members() > 0 && held->originalVni() == originalVni_;
+         hosts.push_back( { ip, seen->mac(), place, held->state() != PolicyRunningState::policyPending,
+                            held->insideVtepIngressFlowPresent(), followed } );
       }
       return hosts;
    }
@@ -111,19 +108,25 @@ class VniOfGroup {
       constexpr auto programmed = V1::PolicyFlowStatus::programmed;
       if( ingress.status == programmed && egress.status == programmed )
          return counts ? Convergence::converged : Convergence::open;
-      return !ingress && !egress ? Convergence::withdrawn : Convergence::refused;
+      return !ingress && !egress ? Convergence::unsaid : Convergence::refused;
    }
 
    bool mustDivert() const { return convergence_ == Convergence::converged; }
    bool mayDivert() const {
-      return mustDivert() || convergence_ == Convergence::open || standing_.kivAgentConfig->retainInterceptFlows();
+      return convergence_ != Convergence::refused || standing_.kivAgentConfig->retainInterceptFlows() || anyDiverted();
    }
-   // No host's own flow is programmed, so that the quiet rounds or the last host's end may have taken the service
-   // flows.
+   // When `retainInterceptFlows` is taken back, what it has kept stays until the next report.
+   bool anyDiverted() const {
+      return std::any_of( hosts_.begin(), hosts_.end(), []( auto const & host ) { return host.diverted; } );
+   }
+   // The last host's end or the quiet rounds may have taken the service flows: the latter from a VNI that diverts hosts
+   // none of whose own flows is programmed, until the switches' answer ends its convergence.
    bool idle() const {
-      bool const mayBeQuiet = convergence_ == Convergence::converged || convergence_ == Convergence::withdrawn;
-      return std::none_of( hosts_.begin(), hosts_.end(),
-                           [ & ]( auto const & host ) { return host.certain && ( host.programmed || !mayBeQuiet ); } );
+      bool const mayBeQuiet =
+         convergence_ != Convergence::refused && anyDiverted()
+         && std::none_of( hosts_.begin(), hosts_.end(), []( auto const & host ) { return host.programmed; } );
+      return mayBeQuiet || convergence_ == Convergence::unsaid
+             || std::none_of( hosts_.begin(), hosts_.end(), []( auto & host ) { return host.certain; } );
    }
 
    WantedFragment onServiceVtep( Lum::Name const & key, Ports const & ports ) const {

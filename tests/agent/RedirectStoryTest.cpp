@@ -1,5 +1,5 @@
 // The running agent, from a policy to published flows and back.
-#include "tests/scenery/Fabric.h"
+#include "tests/scenery/Redirect.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -8,39 +8,8 @@ using namespace Scenery;
 
 namespace {
 
-std::string const web = "02:00:aa:00:00:01";
-std::string const shop = "02:00:aa:00:00:02";
-std::string const reports = "/hub/kivclient/version1/policystatus/switch/";
 std::string const egressOfB =
    reports + Fabric::id( 'B', '-' ) + "/policyFragment/web-5010/flowStatus/ServiceVtepEgress/status";
-
-/// A fabric with the device's ports on the pair "A", "B" and a host behind "C"; the group "web" is not there yet.
-class Redirect : public ::testing::Test {
- protected:
-   Redirect() {
-      for( char const * uuid : { "near", "far" } ) {
-         fabric.port( uuid, 'A' );
-         fabric.port( uuid, 'B' );
-      }
-      fabric.host( "10.0.0.1", web, 'C' );
-      fabric.start();
-      fabric.enable();
-   }
-
-   /// The group with its host, everything converged.
-   void redirect() {
-      fabric.group( "web", { "10.0.0.1" } );
-      fabric.switchesAnswer();
-      ASSERT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
-      fabric.journal();
-   }
-
-   void deleteGroup( std::string const & name ) {
-      fabric.patch( "/state/kiv/servicePolicyConfig/site/servicePolicy/" + name, "null" );
-   }
-
-   Fabric fabric;
-};
 
 std::size_t indexOf( std::vector< std::string > const & journal, std::string const & write ) {
    return static_cast< std::size_t >( std::find( journal.begin(), journal.end(), write ) - journal.begin() );

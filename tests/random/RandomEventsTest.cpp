@@ -1,5 +1,5 @@
-// Random but valid events, one behind the other, against the running agent: nothing may stop it, and what it publishes
-// must stay explicable. KIV_SEED and KIV_EVENTS choose another run, for example KIV_EVENTS=100000.
+// Random but valid events, one behind the other, against the running agent: nothing may stop it, and after each of them
+// what it publishes must be what is wanted. KIV_SEED and KIV_EVENTS choose another run, for example KIV_EVENTS=100000.
 #include "tests/scenery/Fabric.h"
 
 #include <cstdlib>
@@ -17,13 +17,15 @@ unsigned fromEnvironment( char const * name, unsigned otherwise ) {
    return text ? static_cast< unsigned >( std::strtoul( text, nullptr, 10 ) ) : otherwise;
 }
 
-/// A small world in which anything may happen. A group keeps its interface sets for life.
+/// A small world in which anything may happen that operators, fabrics and switches do. No VNI falls quiet in it: what
+/// the quiet rounds take away follows from how long it was so, not from what stands.
 class World {
  public:
    World( unsigned seed, bool restarts ) : random_( seed ), restarts_( restarts ) {
       fabric_.source( "early" );
       fabric_.start();
       fabric_.enable();
+      fabric_.set( "flowRemovalTriggerLimit", "65535" );
    }
 
    Fabric & fabric() { return fabric_; }
@@ -31,31 +33,26 @@ class World {
    void happen() {
       using Event = void ( World::* )();
       static constexpr Event events[] = {
-         &World::hostMoves,  &World::hostMoves,     &World::hostIsForgotten, &World::groupComes,
-         &World::groupComes, &World::groupGoes,     &World::hostsJoin,       &World::hostsJoin,
-         &World::hostsLeave, &World::portComes,     &World::portComes,       &World::portGoes,
-         &World::vtepMoves,  &World::switchAnswers, &World::switchAnswers,   &World::switchAnswers,
-         &World::flowFails,  &World::switchGoes,    &World::countIsReported, &World::settingChanges,
-         &World::timePasses, &World::sourceChanges, &World::agentRestarts,   &World::fabricSettles,
+         &World::hostMoves,     &World::hostMoves,     &World::hostIsHeardOf,   &World::hostIsForgotten,
+         &World::groupComes,    &World::groupComes,    &World::groupGoes,       &World::uuidIsCorrected,
+         &World::hostsJoin,     &World::hostsJoin,     &World::hostsLeave,      &World::portComes,
+         &World::portComes,     &World::portGoes,      &World::portFlaps,       &World::vtepMoves,
+         &World::switchAnswers, &World::switchAnswers, &World::switchAnswers,   &World::allAnswer,
+         &World::flowFails,     &World::switchGoes,    &World::countIsReported, &World::settingChanges,
+         &World::timePasses,    &World::sourceChanges, &World::agentRestarts,   &World::fabricSettles,
       };
       ( this->*events[ below( std::size( events ) ) ] )();
    }
 
    void check() {
+      fabric_.expectAsWanted();
       rapidjson::Document running;
       running.Parse( fabric_.get( "/state/kiv/servicePolicyStatus/policyRunningInfo" ).c_str() );
-      auto const published = fabric_.published();
       if( fabric_.get( "/state/kiv/status/running" ) == "false" ) {
-         EXPECT_TRUE( published.empty() );
+         EXPECT_TRUE( fabric_.published().empty() );
       }
       // Switches that disagree after a restart may bring one service VNI to two groups.
       if( !restarts_ && running.IsObject() ) expectOneUserPerServiceVni( running );
-      for( auto const & [ letter, fragments ] : published ) {
-         for( auto const & [ fragment, flows ] : fragments ) {
-            SCOPED_TRACE( letter + ( " " + fragment ) );
-            expectExplained( fragment, flows, running );
-         }
-      }
    }
 
  private:
@@ -69,28 +66,16 @@ class World {
       }
    }
 
-   /// A published fragment belongs to a group that holds a service VNI for it, and diverts hosts of the group only.
-   void expectExplained( std::string const & fragment, std::set< std::string > const & flows,
-                         Host::Json const & running ) {
-      auto const cut = fragment.rfind( '-' );
-      auto const at = "/" + fragment.substr( 0, cut ) + "/";
-      auto const holds = [ & ]( std::string const & pointer ) {
-         return rapidjson::Pointer( ( at + pointer ).c_str() ).Get( running ) != nullptr;
-      };
-      EXPECT_TRUE( holds( "originalToServiceVni/" + fragment.substr( cut + 1 ) ) );
-      for( auto const & flow : flows ) {
-         if( flow.starts_with( "InsideVtepIngress-" ) ) {
-            EXPECT_TRUE( holds( "hostInfo/" + flow.substr( flow.find( '-' ) + 1 ) ) ) << flow;
-         }
-      }
-   }
-
    std::size_t below( std::size_t end ) {
       return std::uniform_int_distribution< std::size_t >( 0, end - 1 )( random_ );
    }
    bool chance( unsigned oneIn ) { return below( oneIn ) == 0; }
    char letter() { return static_cast< char >( 'A' + below( 5 ) ); }
-   std::string ip() { return "10.0.0." + std::to_string( 1 + below( 8 ) ); }
+   // Two hosts have an address of the other family, too.
+   std::string ip() {
+      auto const host = 1 + below( 8 );
+      return ( host < 3 && chance( 2 ) ? "2001:db8::" : "10.0.0." ) + std::to_string( host );
+   }
    std::string macOf( std::string const & address ) {
       return "02:00:aa:00:00:0" + address.substr( address.size() - 1 );
    }
@@ -108,6 +93,17 @@ class World {
       auto const address = ip();
       fabric_.host( address, macOf( address ), letter(), vni(), ++moves_ );
    }
+   // One table without the other.
+   void hostIsHeardOf() {
+      auto const address = ip();
+      if( chance( 2 ) ) {
+         fabric_.patch( tables( vni() ) + "/ipToMacTable/" + address + "/mac",
+                        Lum::textOf( "\"", macOf( chance( 4 ) ? ip() : address ), "\"" ) );
+      } else {
+         fabric_.patch( tables( vni() ) + "/macVtepTable/" + macOf( address ) + "/vtepIp",
+                        Lum::textOf( "\"192.0.2.", 2 + below( 6 ), "\"" ) );
+      }
+   }
    void hostIsForgotten() {
       auto const address = ip();
       if( chance( 10 ) ) {
@@ -124,11 +120,20 @@ class World {
                      sourceName() );
    }
    void groupGoes() { fabric_.patch( groupPath( number(), sourceName() ), "null" ); }
+   void uuidIsCorrected() {
+      auto const path = groupPath( number(), sourceName() );
+      if( fabric_.get( path ).empty() ) return;
+      auto const to = chance( 5 ) ? "" : uuid( number(), chance( 2 ) );
+      fabric_.patch( path + ( chance( 2 ) ? "/nearIntfUuid" : "/farIntfUuid" ), Lum::textOf( "\"", to, "\"" ) );
+   }
    void hostsJoin() { changeHost( "{}" ); }
    void hostsLeave() { changeHost( "null" ); }
    void changeHost( std::string const & value ) {
       auto const path = groupPath( number(), sourceName() );
-      if( !fabric_.get( path ).empty() ) fabric_.patch( path + "/interceptFlow/" + ip() + "~132", value );
+      if( !fabric_.get( path ).empty() ) {
+         auto const address = ip();
+         fabric_.patch( path + "/interceptFlow/" + address + ( address[ 0 ] == '1' ? "~132" : "~1128" ), value );
+      }
    }
    void portComes() { fabric_.port( uuid( number(), chance( 2 ) ), letter(), sourceName() ); }
    void portGoes() {
@@ -137,11 +142,24 @@ class World {
       if( fabric_.get( path ).empty() ) return;
       fabric_.patch( chance( 4 ) ? path : path + "/intf/" + Fabric::id( letter() ) + "~1" + set, "null" );
    }
+   void portFlaps() {
+      auto const set = uuid( number(), chance( 2 ) );
+      for( char at = 'A'; at <= 'E'; ++at ) {
+         auto const port =
+            "/state/kiv/serviceIntfConfig/site/intfSet/" + set + "/intf/" + Fabric::id( at ) + "~1" + set;
+         auto const was = fabric_.get( port );
+         if( was.empty() ) continue;
+         fabric_.patch( port, "null" );
+         if( chance( 3 ) ) fabric_.switchesAnswer();
+         fabric_.patch( port, was );
+      }
+   }
    void vtepMoves() {
       auto const at = letter();
       fabric_.vtep( at, chance( 6 ) ? "0.0.0.0" : "192.0.2." + std::to_string( 2 + below( 6 ) ) );
    }
    void switchAnswers() { fabric_.switchesAnswer( chance( 2 ) ? "" : std::string( 1, letter() ) ); }
+   void allAnswer() { fabric_.switchesAnswer(); }
    void flowFails() {
       auto const at = letter();
       auto const fragments = fabric_.flowsOf( at );
@@ -164,8 +182,8 @@ class World {
    }
    void switchGoes() { fabric_.patch( statusPath( letter() ), "null" ); }
    void settingChanges() {
-      static char const * const ranges[] = { "\"20000-20099\"", "\"300-302\"", "\"\"", "\"x\"", "\"5-3,400\"" };
-      switch( below( 6 ) ) {
+      static char const * const ranges[] = { "\"20000-20099\"", "\"300-302\"", "\"300\"", "\"\"", "\"3-5,400\"" };
+      switch( below( 5 ) ) {
       case 0:
          fabric_.set( "enabled", chance( 3 ) ? "false" : "true" );
          break;
@@ -177,9 +195,6 @@ class World {
          break;
       case 3:
          fabric_.set( "staleHostThreshold", std::to_string( below( 4 ) ) );
-         break;
-      case 4:
-         fabric_.set( "flowRemovalTriggerLimit", std::to_string( below( 4 ) ) );
          break;
       default:
          fabric_.patch( "/state/controller/cluster/statusDir/clusterStatus/default/leader",
@@ -205,18 +220,14 @@ class World {
    unsigned moves_ = 1;
 };
 
-} // namespace
-
-namespace {
-
 void live( bool restarts ) {
    unsigned const seed = fromEnvironment( "KIV_SEED", 1 );
-   unsigned const events = fromEnvironment( "KIV_EVENTS", 1500 );
+   unsigned const events = fromEnvironment( "KIV_EVENTS", 5000 );
    World world( seed, restarts );
    for( unsigned i = 1; i <= events && !::testing::Test::HasFailure(); ++i ) {
       SCOPED_TRACE( Lum::textOf( "KIV_SEED=", seed, " event ", i ) );
       world.happen();
-      if( i % 25 == 0 ) world.check();
+      world.check();
    }
    auto & fabric = world.fabric();
    for( char const * root : { "/state", "/hub" } ) { // a document that was read changes nothing when it is written
@@ -228,6 +239,6 @@ void live( bool restarts ) {
 
 } // namespace
 
-TEST( RandomEvents, WhatIsPublishedStaysExplicable ) { live( false ); }
+TEST( RandomEvents, WhatIsPublishedIsWhatIsWanted ) { live( false ); }
 
-TEST( RandomEvents, NothingStopsAnAgentThatRestarts ) { live( true ); }
+TEST( RandomEvents, SoItIsWithAnAgentThatRestarts ) { live( true ); }

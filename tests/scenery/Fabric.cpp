@@ -248,6 +248,7 @@ void Fabric::expectAsWanted() {
    auto const root = session_.agent() ? session_.agent()->rootSm() : nullptr;
    if( !root ) return;
    Kiv::WantedFragments wanted;
+   if( !root->servicePolicyConfigSm() && root->kivAgentStatus()->running() ) return; // it waits, and touches nothing
    if( root->servicePolicyConfigSm() ) {
       wanted =
          Kiv::wantedFlows( { root->kivAgentConfig(), root->servicePolicyConfig(), root->serviceIntfConfig(),

@@ -1,0 +1,104 @@
+// What makes a group ready, what makes it pending, and who owns an interface set.
+#include "tests/scenery/Redirect.h"
+
+using namespace Scenery;
+
+namespace {
+
+std::string const intfSets = "/state/kiv/serviceIntfConfig/site/intfSet/";
+std::string const groups = "/state/kiv/servicePolicyConfig/site/servicePolicy/";
+std::string const owners = "/agent/policyHelperInfo/intfUuidToOwnerPolicy/";
+
+/// A new process on the documents of another, edited before its start.
+void startOn( Fabric & after, Fabric & before, std::string const & pointer, std::string const & value ) {
+   after.patch( "/state", before.get( "/state" ) );
+   after.patch( "/hub", before.get( "/hub" ) );
+   after.patch( pointer, value );
+   after.start();
+}
+
+} // namespace
+
+// While the far ports are gone alone, diverted frames would circle between the switch and the device.
+TEST_F( Redirect, TheLastPortOfASetMakesTheGroupPending ) {
+   for( char const * uuid : { "near", "far" } ) {
+      SCOPED_TRACE( uuid );
+      redirect();
+      fabric.unplug( uuid, 'A' );
+      EXPECT_EQ( fabric.stateOf( "web" ), "\"policyRunning\"" ) << "one port is left";
+      fabric.unplug( uuid, 'B' );
+      EXPECT_EQ( fabric.stateOf( "web" ), "\"policyPending\"" );
+      EXPECT_TRUE( fabric.published().empty() );
+      fabric.switchesAnswer();
+      fabric.port( uuid, 'A' );
+      fabric.port( uuid, 'B' );
+      EXPECT_EQ( fabric.stateOf( "web" ), "\"policyRunning\"" );
+      EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() ) << "the service side first";
+      fabric.switchesAnswer();
+      EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+      fabric.expectRepeatChangesNothing();
+   }
+}
+
+TEST_F( Redirect, AUuidThatWasCorrectedIsNoneOfTheGroups ) {
+   fabric.group( "web", { "10.0.0.1" }, "typo", "far" );
+   EXPECT_EQ( fabric.stateOf( "web" ), "\"policyPending\"" );
+   fabric.patch( groups + "web/nearIntfUuid", "\"near\"" );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+   fabric.port( "typo", 'E' ); // somebody else's, by now
+   fabric.unplug( "typo", 'E' );
+   fabric.patch( intfSets + "typo", "null" );
+   EXPECT_EQ( fabric.flows( 'E' ), std::set< std::string >() );
+   EXPECT_EQ( fabric.stateOf( "web" ), "\"policyRunning\"" );
+   // And while the group runs, there and back.
+   fabric.port( "n2", 'E' );
+   for( char const * uuid : { "n2", "near" } ) {
+      fabric.patch( groups + "web/nearIntfUuid", Lum::textOf( "\"", uuid, "\"" ) );
+      fabric.switchesAnswer();
+      EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) ) << uuid;
+   }
+}
+
+TEST_F( Redirect, ARestoredGroupWithEqualOrEmptyUuidsOwnsNothing ) {
+   redirect();
+   fabric.host( "10.0.0.2", shop, 'D' );
+   fabric.group( "shop", { "10.0.0.2" } ); // waits for the same sets
+   for( char const * uuid : { "\"near\"", "\"\"" } ) {
+      SCOPED_TRACE( uuid );
+      Fabric after;
+      startOn( after, fabric, groups + "web", Lum::textOf( "{\"farIntfUuid\": ", uuid, "}" ) );
+      EXPECT_EQ( after.stateOf( "web" ), "\"policyPending\"" );
+      EXPECT_EQ( after.get( owners + "near" ), "\"shop\"" );
+      EXPECT_EQ( after.get( owners ), "" );
+      after.switchesAnswer();
+      EXPECT_EQ( after.flows( 'D', "shop-5010" ), insideFlows( { "10.0.0.2" } ) );
+      EXPECT_EQ( after.flows( 'C' ), std::set< std::string >() );
+   }
+}
+
+// A group may bear the name of an interface set.
+TEST_F( Redirect, AFallBackGivesAwayOnlyWhatIsTheGroupsOwn ) {
+   redirect();
+   fabric.host( "10.0.0.2", shop, 'D' );
+   fabric.port( "f2", 'E' );
+   fabric.group( "near", { "10.0.0.2" }, "near", "f2" ); // cannot go on: "web" owns the set
+   EXPECT_EQ( fabric.get( owners + "near" ), "\"web\"" );
+   EXPECT_EQ( fabric.stateOf( "near" ), "\"policyPending\"" );
+   EXPECT_EQ( fabric.stateOf( "web" ), "\"policyRunning\"" );
+}
+
+// A record that somebody deletes under the agent is written anew, with all that it held.
+TEST_F( Redirect, ADeletedRunningRecordIsWrittenAnew ) {
+   redirect();
+   std::string const record = "/state/kiv/servicePolicyStatus/policyRunningInfo/web/hostInfo/10.0.0.1";
+   auto const before = fabric.get( record );
+   fabric.patch( record, "null" );
+   EXPECT_EQ( fabric.get( record ), before );
+   EXPECT_EQ( fabric.journal(), std::vector< std::string >() );
+   fabric.host( "10.0.0.1", web, 'D', 5010, 2 );
+   EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() );
+   EXPECT_EQ( fabric.flows( 'D' ), insideFlows( { "10.0.0.1" } ) );
+   fabric.patch( groups + "web/interceptFlow/10.0.0.1~132", "null" );
+   EXPECT_EQ( fabric.get( record ), "" ) << "the host left: the record goes";
+}
