@@ -1,12 +1,14 @@
-// kivd: the agent host. It holds the embedded databases, makes the agent and
-// serves the state interface.
+// kivd: the agent host. It holds the embedded databases, makes the agent and serves the state interface.
+// Exit status: 0 at the end of input, a quit request, SIGINT or SIGTERM; 1 when the input could not be read or an
+// answer not be written; 2 when the call is wrong or a document is bad.
 #include "host/Stdio.h"
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <fcntl.h>
 #include <fstream>
 #include <iostream>
-#include <sstream>
+#include <unistd.h>
 
 namespace {
 
@@ -17,46 +19,67 @@ struct Options {
    std::vector< std::string > files;
 };
 
-/// Loads a document; false, with the file, the place and the reason on standard
-/// error, when it is bad.
-bool load( Host::Session & session, std::string const & file ) {
-   std::ifstream in( file );
-   std::ostringstream text;
-   if( in ) text << in.rdbuf();
-   if( !in || in.bad() ) {
-      std::cerr << "kivd: " << file << ": cannot be read\n";
-      return false;
+/// What keeps the program from serving.
+struct BadStart : std::runtime_error {
+   using std::runtime_error::runtime_error;
+};
+
+void needStreams() {
+   for( auto const & [ descriptor, name ] : { std::pair( STDIN_FILENO, "input" ), { STDOUT_FILENO, "output" } } ) {
+      if( fcntl( descriptor, F_GETFD ) < 0 ) throw BadStart( std::string( "standard " ) + name + " is closed" );
    }
+   // So that no other file takes that number and gets the diagnostics.
+   if( fcntl( STDERR_FILENO, F_GETFD ) < 0 ) open( "/dev/null", O_WRONLY );
+}
+
+/// Until requests are served nothing has to come to its own end.
+void prepareSignals() {
+   for( int const signal : { SIGINT, SIGTERM } ) std::signal( signal, []( int ) { _exit( 0 ); } );
+   std::signal( SIGHUP, SIG_IGN );
+   std::signal( SIGPIPE, SIG_IGN ); // shows where it is written
+}
+
+std::string contentsOf( std::string const & file ) {
    try {
-      session.load( text.str() );
-      return true;
-   } catch( Host::Refusal const & refusal ) {
-      std::cerr << "kivd: " << file << ": " << refusal.at << ( refusal.at.empty() ? "" : ": " ) << refusal.reason
-                << "\n";
-      return false;
+      std::filebuf bytes;
+      if( !bytes.open( file, std::ios::in ) ) throw std::system_error( errno, std::generic_category() );
+      return { std::istreambuf_iterator( &bytes ), {} };
+   } catch( std::system_error const & error ) {
+      throw BadStart( file + ": " + error.code().message() );
    }
 }
 
-int serve( Options const & options ) {
+void load( Host::Session & session, std::string const & file, std::string document ) {
+   try {
+      session.load( document );
+   } catch( Host::Refusal const & refusal ) {
+      throw BadStart( file + ": " + refusal.at + ( refusal.at.empty() ? "" : ": " ) + refusal.reason );
+   }
+}
+
+void serve( Options const & options ) {
    using Clock = Host::Session::Clock;
-   Host::ProtocolOutput output;
+   std::vector< std::string > documents;
+   for( auto const & file : options.files ) documents.push_back( contentsOf( file ) );
+   Host::StopSignals const stop;
+   Host::ProtocolOutput output( stop );
    boost::asio::io_context loop;
-   boost::asio::signal_set signals( loop, SIGINT, SIGTERM ); // from now on; answered when requests are served
    Host::Session session( options.clock == "virtual" ? Clock::virtualClock : Clock::real, loop,
                           [ & ]( std::string const & line ) { output.line( line ); } );
-   for( auto const & file : options.files ) {
-      if( !load( session, file ) ) return 2;
-   }
+   for( std::size_t i = 0; i < documents.size(); ++i ) load( session, options.files[ i ], std::move( documents[ i ] ) );
    if( !options.noStart ) session.start();
-   Host::serveStdio( session, loop, signals, output );
-   return 0;
+   Host::serveStdio( session, loop, stop, output );
+}
+
+int fail( int status, std::exception const & fault ) {
+   std::cerr << "kivd: " << fault.what() << "\n";
+   return status;
 }
 
 } // namespace
 
 int main( int argc, char ** argv ) {
-   CLI::App app( "Hosts the agent: its databases, its clock and the state "
-                 "interface, one JSON request a line." );
+   CLI::App app( "Hosts the agent: its databases, its clock and the state interface, one JSON request a line." );
    Options options;
    app.add_flag( "--stdio", options.stdio, "serve standard input and output" )->required();
    app.add_option( "--load", options.files, "a document to apply before the agent starts; may be repeated" )
@@ -65,10 +88,21 @@ int main( int argc, char ** argv ) {
    app.add_flag( "--no-start", options.noStart, "wait for a start request" );
    app.add_option( "--clock", options.clock, "the clock (default: real)" )
       ->check( CLI::IsMember( { "virtual", "real" } ) );
+   app.set_version_flag( "--version", "kivd " KIV_VERSION );
+   app.failure_message( CLI::FailureMessage::help ); // with what is allowed
    try {
       app.parse( argc, argv );
    } catch( CLI::ParseError const & error ) {
       return app.exit( error ) == 0 ? 0 : 2;
    }
-   return serve( options );
+   try {
+      needStreams();
+      prepareSignals();
+      serve( options );
+      return 0;
+   } catch( BadStart const & fault ) {
+      return fail( 2, fault );
+   } catch( std::system_error const & fault ) {
+      return fail( 1, fault );
+   }
 }

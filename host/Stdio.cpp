@@ -1,120 +1,180 @@
 #include "host/Stdio.h"
 
+#include <algorithm>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <poll.h>
-#include <sys/stat.h>
+#include <sys/epoll.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace Host {
 
 namespace {
 
-/// Whether what just failed may be tried again.
+/// Whether what just failed may be tried again; non-blocking is a pipe that its other end made so.
 bool comesAgain() { return errno == EINTR || errno == EAGAIN; }
 
-void waitFor( int fd, short events ) {
-   pollfd waiting{ fd, events, 0 };
-   poll( &waiting, 1, -1 );
+std::error_code lastError() { return { errno, std::generic_category() }; }
+
+bool readyToRead( int fd ) {
+   pollfd state{ fd, POLLIN, 0 };
+   return poll( &state, 1, 0 ) > 0;
 }
 
 } // namespace
 
-ProtocolOutput::ProtocolOutput() : fd_( dup( STDOUT_FILENO ) ) {
-   std::signal( SIGPIPE, SIG_IGN );
+StopSignals::StopSignals() {
+   sigset_t both;
+   sigemptyset( &both );
+   sigaddset( &both, SIGINT );
+   sigaddset( &both, SIGTERM );
+   sigprocmask( SIG_BLOCK, &both, nullptr );
+   fd_ = signalfd( -1, &both, SFD_CLOEXEC );
+   if( fd_ < 0 ) throw std::system_error( lastError(), "signalfd" );
+}
+
+StopSignals::~StopSignals() { close( fd_ ); }
+
+bool StopSignals::asked() const { return readyToRead( fd_ ); }
+
+ProtocolOutput::ProtocolOutput( StopSignals const & stop ) : stop_( stop ), fd_( dup( STDOUT_FILENO ) ) {
    dup2( STDERR_FILENO, STDOUT_FILENO );
 }
 
 ProtocolOutput::~ProtocolOutput() { close( fd_ ); }
 
+// The descriptor is shared with other processes, so it stays blocking. What is ready takes PIPE_BUF bytes without that.
 void ProtocolOutput::line( std::string const & text ) {
    std::string const all = text + "\n";
-   for( std::size_t written = 0; written < all.size(); ) {
-      auto const size = write( fd_, all.data() + written, all.size() - written );
+   for( std::size_t written = 0; open_ && written < all.size(); ) {
+      pollfd states[] = { { fd_, POLLOUT, 0 }, { stop_.descriptor(), POLLIN, 0 } };
+      poll( states, 2, -1 );
+      if( !states[ 0 ].revents ) {
+         open_ = !states[ 1 ].revents;
+         continue;
+      }
+      auto const size = write( fd_, all.data() + written, std::min< std::size_t >( all.size() - written, PIPE_BUF ) );
       if( size > 0 ) written += static_cast< std::size_t >( size );
-      if( size < 0 && !comesAgain() ) return;
-      if( size < 0 ) waitFor( fd_, POLLOUT ); // a pipe that its other end made non-blocking
+      if( size >= 0 || comesAgain() ) continue;
+      error_ = lastError();
+      open_ = false;
    }
 }
 
 namespace {
 
-/// Waits on the loop, whose timers go on, for input or for the end.
+/// Standard input, waited for on the loop, whose timers go on.
 class Input {
  public:
-   Input( boost::asio::io_context & loop, boost::asio::signal_set & signals ) : loop_( loop ) {
-      signals.async_wait( [ this ]( boost::system::error_code const & error, int ) { stopped_ = stopped_ || !error; } );
-      struct stat status {};
-      // A regular file is always ready, and nothing that the loop could wait for.
-      if( fstat( STDIN_FILENO, &status ) != 0 || !S_ISREG( status.st_mode ) )
-         descriptor_.emplace( loop, dup( STDIN_FILENO ) );
+   Input( boost::asio::io_context & loop, StopSignals const & stop, ProtocolOutput const & output )
+      : loop_( loop ), stop_( stop ), output_( output ), events_( loop, epoll_create1( EPOLL_CLOEXEC ) ) {
+      watched( stop_.descriptor() );
+      waits_ = watched( STDIN_FILENO );
    }
 
-   /// The next bytes; nothing at the end of input or when the program is to
-   /// stop.
+   bool over() const { return stop_.asked() || !output_.open(); }
+
+   /// The next bytes; nothing at the end of input or once it is over. Raises std::system_error.
    std::string next() {
-      std::string bytes( 1 << 16, '\0' );
-      ssize_t size = 0;
-      do {
-         waitForInput();
-         size = stopped_ ? 0 : read( STDIN_FILENO, bytes.data(), bytes.size() );
-      } while( size < 0 && comesAgain() );
-      bytes.resize( size > 0 ? static_cast< std::size_t >( size ) : 0 );
-      return bytes;
-   }
-
-   bool stopped() {
-      loop_.restart();
-      loop_.poll();
-      return stopped_;
+      for( ;; ) {
+         wait();
+         std::string bytes( 1 << 16, '\0' );
+         auto const size = over() ? 0 : read( STDIN_FILENO, bytes.data(), bytes.size() );
+         bytes.resize( size > 0 ? static_cast< std::size_t >( size ) : 0 );
+         if( size >= 0 ) return bytes;
+         if( !comesAgain() ) throw std::system_error( lastError(), "standard input" );
+      }
    }
 
  private:
-   void waitForInput() {
-      if( !descriptor_ ) return;
-      bool ready = false;
-      descriptor_->async_wait( boost::asio::posix::stream_descriptor::wait_read,
-                               [ & ]( boost::system::error_code const & ) { ready = true; } );
+   /// False for what is always ready, a regular file.
+   bool watched( int fd ) {
+      epoll_event event{ EPOLLIN, {} };
+      return epoll_ctl( events_.native_handle(), EPOLL_CTL_ADD, fd, &event ) == 0;
+   }
+
+   // What the loop waits on it makes non-blocking. Standard input is shared with others, so it waits on a set of
+   // events.
+   void wait() {
       loop_.restart();
-      while( !ready && !stopped_ ) loop_.run_one();
-      if( ready ) return;
-      descriptor_->cancel();
-      while( !ready ) loop_.run_one();
+      loop_.poll();
+      if( !waits_ ) return;
+      bool done = false;
+      events_.async_wait( boost::asio::posix::stream_descriptor::wait_read,
+                          [ & ]( boost::system::error_code const & ) { done = true; } );
+      loop_.restart();
+      while( !done && output_.open() ) loop_.run_one();
+      if( !done ) events_.cancel();
+      while( !done ) loop_.run_one();
    }
 
    boost::asio::io_context & loop_;
-   std::optional< boost::asio::posix::stream_descriptor > descriptor_;
-   bool stopped_ = false;
+   StopSignals const & stop_;
+   ProtocolOutput const & output_;
+   boost::asio::posix::stream_descriptor events_;
+   bool waits_ = false;
 };
 
-bool isBlank( std::string_view line ) { return line.find_first_not_of( " \t\r" ) == std::string_view::npos; }
+/// The line that is being read.
+class Line {
+ public:
+   Line( Session & session, ProtocolOutput & output ) : session_( session ), output_( output ) {}
+
+   /// One that gets too long is kept no further.
+   void add( std::string_view part ) {
+      tooLong_ = tooLong_ || part.size() > longest - text_.size();
+      if( tooLong_ ) {
+         text_ = std::string();
+      } else {
+         text_ += part;
+      }
+   }
+
+   /// Answers it; a blank one is passed over.
+   void end() {
+      auto const text = std::exchange( text_, {} );
+      if( std::exchange( tooLong_, false ) ) {
+         output_.line( R"({"error":{"at":"","reason":"a line holds at most 64 MiB"}})" );
+      } else if( text.find_first_not_of( " \t\r" ) != std::string::npos ) {
+         output_.line( session_.answer( text ) );
+      }
+   }
+
+ private:
+   static constexpr std::size_t longest = 64 << 20;
+
+   Session & session_;
+   ProtocolOutput & output_;
+   std::string text_;
+   bool tooLong_ = false;
+};
+
+void serveLines( Session & session, Input & input, Line & line ) {
+   while( !session.quits() && !input.over() ) {
+      auto const bytes = input.next();
+      if( bytes.empty() && !input.over() ) return line.end();
+      std::string_view rest = bytes;
+      for( auto end = rest.find( '\n' ); end != rest.npos && !session.quits() && !input.over();
+           end = rest.find( '\n' ) ) {
+         line.add( rest.substr( 0, end ) );
+         line.end();
+         rest.remove_prefix( end + 1 );
+      }
+      line.add( rest );
+   }
+}
 
 } // namespace
 
-void serveStdio( Session & session, boost::asio::io_context & loop, boost::asio::signal_set & signals,
+void serveStdio( Session & session, boost::asio::io_context & loop, StopSignals const & stop,
                  ProtocolOutput & output ) {
-   Input input( loop, signals );
-   std::string pending;
-   auto const serve = [ & ]( std::string_view line ) {
-      if( !isBlank( line ) ) output.line( session.answer( line ) );
-   };
-   while( !session.quits() && !input.stopped() ) {
-      auto const searched = pending.size();
-      auto const bytes = input.next();
-      if( bytes.empty() ) {
-         if( !input.stopped() ) serve( pending ); // a last line without an end
-         return;
-      }
-      pending += bytes;
-      std::size_t begin = 0;
-      for( auto end = pending.find( '\n', searched ); end != std::string::npos && !session.quits();
-           end = pending.find( '\n', begin ) ) {
-         serve( std::string_view( pending ).substr( begin, end - begin ) );
-         begin = end + 1;
-      }
-      pending.erase( 0, begin );
-   }
+   Input input( loop, stop, output );
+   Line line( session, output );
+   serveLines( session, input, line );
+   if( output.error() ) throw std::system_error( output.error(), "standard output" );
 }
 
 } // namespace Host
