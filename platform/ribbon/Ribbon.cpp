@@ -1,16 +1,16 @@
 #include "platform/ribbon/Ribbon.h"
 
 #include "platform/lum/Trace.h"
+#include "platform/ribbon/OwnFile.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <filesystem>
 #include <mutex>
 #include <sys/mman.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -34,23 +34,15 @@ struct State {
    bool multiThreading = false;
    bool keepFile = true;
    std::mutex mutex;
-   std::string path;
+   OwnFile file;
+   bool cut = false;                // some of the file is gone
+   struct sigaction busErrors = {}; // who had them before
 
    FileHeader & shown() const { return *reinterpret_cast< FileHeader * >( base ); }
    std::unique_lock< std::mutex > lock() {
       return multiThreading ? std::unique_lock( mutex ) : std::unique_lock< std::mutex >();
    }
 } ring;
-
-std::filesystem::path pathOf( std::string name ) {
-   std::string const process = std::to_string( ::getpid() );
-   for( std::size_t at; ( at = name.find( "%d" ) ) != std::string::npos; ) name.replace( at, 2, process );
-   for( char const * const variable : { "RIBBONDIR", "TMPDIR" } ) {
-      char const * const directory = std::getenv( variable );
-      if( directory && *directory ) return std::filesystem::path( directory ) / name;
-   }
-   return std::filesystem::path( "/tmp" ) / name;
-}
 
 FileHeader headerOf( SizeSpec const & sizeSpec, std::uint32_t formatKilobytes ) {
    FileHeader header{};
@@ -72,28 +64,34 @@ std::uint64_t fileSizeOf( FileHeader const & header ) {
    return last.offset + last.size;
 }
 
-char * mapped( std::filesystem::path const & path, int file, std::size_t size ) {
-   // Without its blocks a full disk would kill the process at some later write into the map.
-   int const fault = ::posix_fallocate( file, 0, static_cast< off_t >( size ) );
-   void * const base = fault ? MAP_FAILED : ::mmap( nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0 );
+char * mapped( OwnFile const & file, std::size_t size ) {
+   void * const base = ::mmap( nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.descriptor.get(), 0 );
    if( base != MAP_FAILED ) return static_cast< char * >( base );
-   std::fprintf( stderr, "%s: no ring file: %s\n", path.c_str(), std::strerror( fault ? fault : errno ) );
-   ::unlink( path.c_str() );
-   return nullptr;
+   int const error = errno;
+   removeName( file );
+   throw std::system_error( error, std::generic_category(), file.path.native() + ": no ring file" );
 }
 
-/// Always a new file: one that is there may still be mapped by its process, or be a trap that another user has laid.
-char * mapNewFile( std::filesystem::path const & path, std::size_t size ) {
-   auto old = path;
-   ::rename( path.c_str(), old.replace_extension( ".old.rb" ).c_str() );
-   int const file = ::open( path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0640 );
-   if( file < 0 ) {
-      std::fprintf( stderr, "%s: no ring file: %s\n", path.c_str(), std::strerror( errno ) );
-      return nullptr;
+/// Writing where the file has been truncated is a bus error, and the write is tried again after this. A page of memory
+/// takes the place of what is gone; it ends with the process.
+void handleBusError( int, siginfo_t * info, void * ) {
+   auto * const place = static_cast< char * >( info->si_addr );
+   auto const pageSize = static_cast< std::size_t >( ::sysconf( _SC_PAGESIZE ) );
+   bool const ours = ring.base && place >= ring.base && place < ring.base + fileSizeOf( ring.header );
+   auto * const page = place - reinterpret_cast< std::uintptr_t >( place ) % pageSize;
+   if( !ours
+       || ::mmap( page, pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0 ) != page ) {
+      ::sigaction( SIGBUS, &ring.busErrors, nullptr );
+   } else if( !std::exchange( ring.cut, true ) ) {
+      std::fprintf( stderr, "%s has been truncated; the ring goes on in memory\n", ring.file.path.c_str() );
    }
-   char * const base = mapped( path, file, size );
-   ::close( file );
-   return base;
+}
+
+void catchBusErrors() {
+   struct sigaction action = {};
+   action.sa_sigaction = handleBusError;
+   action.sa_flags = SA_SIGINFO;
+   ::sigaction( SIGBUS, &action, &ring.busErrors );
 }
 
 std::uint32_t wantedLevels( SizeSpec const & sizeSpec ) {
@@ -141,19 +139,25 @@ void makeRoom( RingHeader & in, RingHeader & shown, std::size_t size ) {
 void initialize( Lum::String const & fileName, SizeSpec const & sizeSpec, Lum::Clock clock, std::uint64_t firstSequence,
                  std::uint32_t formatKilobytes, bool multiThreading, bool keepFile, std::uint32_t recordLimit ) {
    if( ring.base ) return;
-   auto const path = pathOf( fileName.str() );
    ring.header = headerOf( sizeSpec, formatKilobytes );
-   char * const base = mapNewFile( path, fileSizeOf( ring.header ) );
-   if( !base ) return;
-   std::memcpy( base, &ring.header, sizeof ring.header );
+   auto const size = fileSizeOf( ring.header );
+   try {
+      auto file = makeOwnFile( fileName.str(), size );
+      ring.base = mapped( file, size );
+      ring.file = std::move( file );
+   } catch( std::system_error const & fault ) {
+      std::fprintf( stderr, "%s\n", fault.what() );
+      return;
+   }
+   ring.cut = false;
+   catchBusErrors();
+   std::memcpy( ring.base, &ring.header, sizeof ring.header );
    ++ring.rings;
    ring.sequence = firstSequence;
    ring.clock = clock ? clock : Lum::now;
    ring.recordLimit = std::clamp( recordLimit, 64u, maxRecord );
    ring.multiThreading = multiThreading;
    ring.keepFile = keepFile;
-   ring.path = path;
-   ring.base = base;
    TraceFacility::ringLevelsIs( wantedLevels( sizeSpec ) );
 }
 
@@ -162,14 +166,15 @@ void finalize() {
    TraceFacility::ringLevelsIs( 0 );
    if( !ring.keepFile ) removeFile();
    ::munmap( std::exchange( ring.base, nullptr ), fileSizeOf( ring.header ) );
-   ring.path.clear();
+   ::sigaction( SIGBUS, &ring.busErrors, nullptr );
+   ring.file = OwnFile();
 }
 
 void removeFile() {
-   if( ring.base ) ::unlink( ring.path.c_str() );
+   if( ring.base ) removeName( ring.file );
 }
 
-std::string filePath() { return ring.path; }
+std::string filePath() { return ring.file.path; }
 
 Record::Record() : limit_( ring.recordLimit ) {} // NOLINT(cppcoreguidelines-pro-type-member-init)
 

@@ -20,11 +20,13 @@ namespace Ribbon {
 /// Kilobytes of ring for each level; 0 for none.
 using SizeSpec = std::array< std::uint32_t, levels >;
 
-/// Creates the ring file of this process and turns the ring on. A file of that name that an earlier process left is
-/// kept as "<name>.old.rb", in place of an older one. If the file cannot be made, standard error gets one line that
-/// says why, and the ring stays off. When the ring is on already, nothing happens.
-/// @param fileName  "%d" in it stands for the process id. The file lies in the directory "RIBBONDIR" of the environment
-///    or, when that is unset or empty, in "TMPDIR", or else in /tmp.
+/// Creates the ring file of this process and turns the ring on. A file that an ended process left under that name is
+/// kept as "<name>.old.rb", in place of an older one; while a living process has the name, the file is called
+/// "<name>-%d.rb". Of the files that bear the number of an ended process, the newest three are kept. If the file cannot
+/// be made, standard error gets one line that says why, and the ring stays off. When the ring is on already, nothing
+/// happens. Whoever removes or truncates the file meanwhile costs its content and nothing else.
+/// @param fileName  ends in ".rb"; "%d" in it stands for the process id. The file lies in the directory "RIBBONDIR" of
+///    the environment or, when that is unset or empty, in "TMPDIR", or else in /tmp.
 /// @param clock  seconds for the time stamps; null for the program's own clock
 /// @param firstSequence  number of the first record
 /// @param formatKilobytes  room for the constant parts of the lines, for each level; the levels share it

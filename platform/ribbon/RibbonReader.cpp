@@ -1,6 +1,7 @@
 #include "platform/ribbon/RibbonReader.h"
 
 #include "platform/lum/String.h"
+#include "platform/ribbon/OwnFile.h"
 #include "platform/ribbon/RibbonFile.h"
 
 #include <algorithm>
@@ -121,26 +122,14 @@ void addRing( Contents & contents, unsigned level, std::string_view file, RingHe
                              + ( bytes ? " is damaged" : " lies beyond the end of the file" ) );
 }
 
-/// A descriptor that is closed at the end of a scope.
-struct File {
-   explicit File( std::string const & name ) : fd( ::open( name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC ) ) {}
-   File( File const & ) = delete;
-   File & operator=( File const & ) = delete;
-   ~File() {
-      if( fd >= 0 ) ::close( fd );
-   }
-
-   int fd;
-};
-
 [[noreturn]] void unreadable( std::string const & fileName ) {
    throw std::runtime_error( fileName + ": " + std::strerror( errno ) );
 }
 
-std::size_t readUpTo( File const & file, std::string const & fileName, char * to, std::size_t size ) {
+std::size_t readUpTo( Descriptor const & file, std::string const & fileName, char * to, std::size_t size ) {
    std::size_t done = 0;
    while( done < size ) {
-      ssize_t const part = ::pread( file.fd, to + done, size - done, static_cast< off_t >( done ) );
+      ssize_t const part = ::pread( file.get(), to + done, size - done, static_cast< off_t >( done ) );
       if( part < 0 && errno != EINTR ) unreadable( fileName );
       if( part == 0 ) break;
       if( part > 0 ) done += static_cast< std::size_t >( part );
@@ -184,9 +173,9 @@ Contents read( std::string_view file ) {
 }
 
 Contents readFile( std::string const & fileName ) {
-   File const file( fileName );
+   Descriptor const file( ::open( fileName.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC ) );
    struct stat status;
-   if( file.fd < 0 || ::fstat( file.fd, &status ) != 0 ) unreadable( fileName );
+   if( !file.valid() || ::fstat( file.get(), &status ) != 0 ) unreadable( fileName );
    std::string bytes( static_cast< std::size_t >( status.st_size ), '\0' );
    bytes.resize( readUpTo( file, fileName, bytes.data(), bytes.size() ) );
    FileHeader later;

@@ -6,10 +6,14 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <random>
+#include <set>
+#include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -219,6 +223,70 @@ TEST_F( RibbonTest, ANewRingLeavesTheCrashedOneReadable ) {
    EXPECT_EQ( messages[ 0 ].text, " step 4 ++++" );
    Ribbon::removeFile();
    EXPECT_FALSE( fs::exists( file ) );
+}
+
+TEST_F( RibbonTest, AFileThatIsTruncatedCostsItsContentAndNothingElse ) {
+   initialize();
+   step( 1 );
+   testing::internal::CaptureStderr();
+   for( auto const size : { fs::file_size( file ) / 2, std::uintmax_t( 0 ) } ) {
+      fs::resize_file( file, size );
+      for( int number = 0; number < 5000; ++number ) step( number );
+      TRACE8( trace(), " entry ", 7 );
+   }
+   EXPECT_EQ( testing::internal::GetCapturedStderr(),
+              file.native() + " has been truncated; the ring goes on in memory\n" );
+   auto const other = directory / "other";
+   std::ofstream( other ) << "x";
+   int const descriptor = ::open( other.c_str(), O_RDWR );
+   auto * const mapped = static_cast< char volatile * >( ::mmap( nullptr, 1, PROT_WRITE, MAP_SHARED, descriptor, 0 ) );
+   ::close( descriptor );
+   fs::resize_file( other, 0 );
+   EXPECT_DEATH( *mapped = 'y', "" ) << "a bus error elsewhere is no business of the ring";
+}
+
+TEST_F( RibbonTest, TheFileOfALivingProcessIsLeftToIt ) {
+   int ready[ 2 ];
+   ASSERT_EQ( ::pipe( ready ), 0 );
+   pid_t const other = ::fork();
+   if( other == 0 ) {
+      ::prctl( PR_SET_PDEATHSIG, SIGKILL );
+      initialize();
+      step( 1 );
+      ::close( ready[ 1 ] );
+      for( ;; ) ::pause();
+   }
+   ::close( ready[ 1 ] );
+   char byte;
+   EXPECT_EQ( ::read( ready[ 0 ], &byte, 1 ), 0 );
+   ::close( ready[ 0 ] );
+   initialize();
+   EXPECT_EQ( Ribbon::filePath(), directory / Lum::textOf( "t-", ::getpid(), ".rb" ) );
+   EXPECT_EQ( Ribbon::readFile( file ).process, static_cast< std::uint64_t >( other ) );
+   Ribbon::finalize();
+   ::kill( other, SIGKILL );
+   ::waitpid( other, nullptr, 0 );
+   initialize();
+   EXPECT_EQ( Ribbon::filePath(), file );
+   EXPECT_EQ( Ribbon::readFile( directory / "t.old.rb" ).process, static_cast< std::uint64_t >( other ) );
+}
+
+TEST_F( RibbonTest, OfTheFilesOfEndedProcessesTheNewestThreeAreKept ) {
+   auto const now = fs::file_time_type::clock::now();
+   int age = 0; // in hours; the file that is held is the oldest
+   for( char const * name :
+        { "t-5.rb", "t-70.old.rb", "t-8.rb", "t-70.rb", "t-9.rb", "tt-1.rb", "t-x.rb", "t-1.rb" } ) {
+      std::ofstream( directory / name ) << "left";
+      fs::last_write_time( directory / name, now - std::chrono::hours( ++age ) );
+   }
+   int const living = ::open( ( directory / "t-1.rb" ).c_str(), O_RDWR );
+   ASSERT_EQ( ::flock( living, LOCK_EX ), 0 );
+   initialize();
+   ::close( living );
+   std::set< std::string > names;
+   for( auto const & entry : fs::directory_iterator( directory ) ) names.insert( entry.path().filename() );
+   EXPECT_EQ( names,
+              std::set< std::string >( { "t.rb", "t-5.rb", "t-70.old.rb", "t-8.rb", "tt-1.rb", "t-x.rb", "t-1.rb" } ) );
 }
 
 } // namespace
