@@ -46,11 +46,7 @@ Session::Session( Clock clock, boost::asio::io_context & loop, std::function< vo
    programClock = scheduler_.get();
    Lum::clockIs( programTime );
    Lum::Entity::writeObserverIs( this );
-   Lum::logSinkIs(
-      []( void * context, Lum::LogMessage const & message ) {
-         static_cast< Session * >( context )->log_.push_back( message );
-      },
-      this );
+   Lum::logSinkIs( keepMessage, this );
    Lum::notificationExceptionSinkIs(
       []( void * context, std::string const & text ) {
          static_cast< Session * >( context )->raised_.push_back( text );
@@ -202,6 +198,15 @@ void Session::serveCommand( Json const & argument, Writer & writer ) {
    writeText( writer, output );
 }
 
+void Session::keepMessage( void * context, Lum::LogMessage const & message ) {
+   constexpr std::size_t most = 10'000;
+   auto & session = *static_cast< Session * >( context );
+   session.log_.push_back( message );
+   if( session.log_.size() <= most ) return;
+   session.log_.pop_front();
+   ++session.lost_;
+}
+
 void Session::serveLog( Json const & argument, Writer & writer ) {
    needTrue( argument );
    writer.Key( "log" );
@@ -214,10 +219,18 @@ void Session::serveLog( Json const & argument, Writer & writer ) {
       writer.Uint( static_cast< unsigned >( message.severity ) );
       writer.Key( "text" );
       writeText( writer, message.text.view() );
+      if( message.count > 1 ) {
+         writer.Key( "count" );
+         writer.Uint64( message.count );
+      }
       writer.EndObject();
    }
    writer.EndArray();
    log_.clear();
+   if( lost_ ) {
+      writer.Key( "lost" );
+      writer.Uint64( std::exchange( lost_, 0 ) );
+   }
 }
 
 void Session::serveRestart( Json const & argument, Writer & ) {

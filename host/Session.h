@@ -8,6 +8,7 @@
 #include "platform/moth/VirtualTaskScheduler.h"
 
 #include <boost/asio/io_context.hpp>
+#include <deque>
 
 namespace Host {
 
@@ -52,6 +53,7 @@ class Session final : private Lum::WriteObserver {
    void serveWatch( Json const & argument, Writer & writer );
    void serveQuit( Json const & argument, Writer & writer );
 
+   static void keepMessage( void * session, Lum::LogMessage const & message );
    void endAgent();
    void settle();
    void handleWrite( Lum::Entity const & entity, Lum::AttributeId attribute, void const * key ) override;
@@ -63,7 +65,8 @@ class Session final : private Lum::WriteObserver {
    Tree tree_;
    Watches watches_;
    Lum::Ptr< Kiv::KivCAgent::Agent > agent_;
-   std::vector< Lum::LogMessage > log_;
+   std::deque< Lum::LogMessage > log_;
+   std::uint64_t lost_ = 0;            // messages that had to leave the log unread
    std::vector< std::string > raised_; // by the request under way
    bool quits_ = false;
 };

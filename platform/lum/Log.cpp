@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 namespace Lum {
 
@@ -22,13 +23,15 @@ struct Allowance {
    double when; // `left` held at this time
    double interval;
    double burst;
+   std::uint64_t heldBack = 0;
 
    double leftAt( double time ) const { return std::min( burst, left + std::max( 0.0, time - when ) / interval ); }
 };
 
 using Allowances = std::unordered_map< std::uint64_t, Allowance >;
 
-// By hash of message and arguments. A full allowance is as good as none, so those are dropped when many have gathered.
+// By hash of message and arguments. When many have gathered, the full ones are dropped, and with them what they have
+// held back; for the limit a full allowance is as good as none.
 Allowances & allowances() {
    static Allowances all;
    return all;
@@ -70,18 +73,27 @@ bool LogHandle::okToLog( std::uint64_t hash ) const {
    if( all.size() >= many ) dropFull( all, time );
    auto & allowance = all.try_emplace( hash, Allowance{ burst_, time, interval_, burst_ } ).first->second;
    double const left = allowance.leftAt( time );
-   if( left < 1 ) return false; // and nothing is noted: parts of an interval would not add up to exactly one
+   if( left < 1 ) { // and no time is noted: parts of an interval would not add up to exactly one
+      ++allowance.heldBack;
+      return false;
+   }
    allowance.left = left - 1;
    allowance.when = time;
    return true;
 }
 
+std::uint64_t LogHandle::heldBack( std::uint64_t hash ) const {
+   auto const found = allowances().find( hash );
+   return found == allowances().end() ? 0 : std::exchange( found->second.heldBack, 0 );
+}
+
 void logSinkIs( LogSink call, void * context ) { sink = { call, context }; }
 
-void logText( LogHandle const & handle, std::initializer_list< std::string > args ) {
-   LogMessage const message{ handle.name(), handle.severity(), formatted( handle.format(), args ) };
+void logText( LogHandle const & handle, std::initializer_list< std::string > args, std::uint64_t count ) {
+   LogMessage const message{ handle.name(), handle.severity(), formatted( handle.format(), args ), count };
    if( sink.call ) return sink.call( sink.context, message );
-   std::fprintf( stderr, "%s: %s\n", message.handle.charPtr(), message.text.charPtr() );
+   std::string const times = count > 1 ? " (" + std::to_string( count ) + " times)" : "";
+   std::fprintf( stderr, "%s: %s%s\n", message.handle.charPtr(), message.text.charPtr(), times.c_str() );
 }
 
 } // namespace Lum

@@ -40,8 +40,10 @@ class LogHandle {
    unsigned rateLimitArgs() const { return rateLimitArgs_; }
    std::uint64_t idHash() const { return idHash_; }
 
-   /// Whether the message of this hash may go out now, by Lum::now(). A yes counts against the limit.
+   /// Whether the message of this hash may go out now, by Lum::now(). A yes counts against the limit, a no is counted.
    bool okToLog( std::uint64_t hash ) const;
+   /// How many messages of this hash were held back since the last call.
+   std::uint64_t heldBack( std::uint64_t hash ) const;
 
  private:
    char const * name_;
@@ -59,6 +61,7 @@ struct LogMessage {
    String handle;
    LogSeverity severity;
    String text;
+   std::uint64_t count; // of the equal messages it stands for: itself, and those that the limit held back before it
 };
 
 /// Takes the messages in place of standard error; null gives them back to it.
@@ -66,7 +69,7 @@ using LogSink = void ( * )( void * context, LogMessage const & message );
 void logSinkIs( LogSink sink, void * context );
 
 /// Formats and delivers, whatever the limit. As many arguments as the format asks for; anything else is an assertion.
-void logText( LogHandle const & handle, std::initializer_list< std::string > args );
+void logText( LogHandle const & handle, std::initializer_list< std::string > args, std::uint64_t count );
 
 /// A hash of the texts of the first `count` arguments; the others are not converted.
 template< class... Args >
@@ -84,8 +87,8 @@ std::uint64_t logArgsHash( unsigned count, Args const &... args ) {
 /// Emits a message, unless the handle's limit holds it back.
 template< class... Args >
 void log( LogHandle const & handle, Args const &... args ) {
-   if( !handle.okToLog( logArgsHash( handle.rateLimitArgs(), args... ) ^ handle.idHash() ) ) return;
-   logText( handle, { textOf( args )... } );
+   auto const hash = logArgsHash( handle.rateLimitArgs(), args... ) ^ handle.idHash();
+   if( handle.okToLog( hash ) ) logText( handle, { textOf( args )... }, 1 + handle.heldBack( hash ) );
 }
 
 } // namespace Lum
