@@ -27,6 +27,12 @@ NotifieeList::~NotifieeList() {
    while( first_ ) first_->unsubscribe();
 }
 
+unsigned Visit::depth() {
+   unsigned depth = 0;
+   for( auto const * visit = innermost_; visit; visit = visit->outer_ ) ++depth;
+   return depth;
+}
+
 Subscription * Visit::takeOfSeveral() {
    Subscription ** best = nullptr;
    for( unsigned i = 0; i < lists_; ++i ) {

@@ -144,6 +144,9 @@ class Visit {
       if( list.first_ ) next_[ lists_++ ] = list.first_;
    }
 
+   /// How many firings are under way, each nested in the one before.
+   static unsigned depth();
+
    /// Calls every subscriber; `watched` names the attribute and is asked only when an exception left a handler.
    template< class Watched >
    void run( Change const & change, Watched const & watched ) {

@@ -1,5 +1,6 @@
 #include "platform/lum/Trace.h"
 
+#include "platform/lum/Notifiee.h"
 #include "platform/lum/Strep.h"
 
 #include <algorithm>
@@ -107,7 +108,8 @@ void TraceFacility::ringLevelsIs( std::uint32_t mask ) {
 
 void TraceFacility::lineIs( Line const & line ) {
    if( facility().sink ) return facility().sink( facility().context, line );
-   std::string const text = textOf( line.handle, " ", static_cast< unsigned >( line.level ), " ", line.file, ":",
+   std::string const indentation( std::size_t( 3 ) * Visit::depth(), ' ' );
+   std::string const text = textOf( indentation, line.handle, " ", static_cast< unsigned >( line.level ), " ", line.file, ":",
                                     line.line, " ", line.function, ": ", line.text, "\n" );
    std::fwrite( text.data(), 1, text.size(), stderr );
 }

@@ -48,7 +48,8 @@ class TraceFacility {
    /// The levels whose lines the ring wants, as a mask (1 << level). The ring itself calls this.
    static void ringLevelsIs( std::uint32_t mask );
 
-   /// Writes a line, whether its level is on or not.
+   /// Writes a line, whether its level is on or not. On standard error it is indented by the depth of the firings that
+   /// it is written in.
    static void lineIs( Line const & line );
 
    /// Takes the lines in place of standard error; null gives them back to it.

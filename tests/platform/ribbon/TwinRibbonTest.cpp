@@ -1,10 +1,13 @@
 // The trace macros and the settings of the trace stream.
 #include "platform/ribbon/TwinRibbon.h"
 
+#include "tests/platform/lum/Actors.h"
 #include "tests/platform/lum/Raised.h"
 
 #include <gtest/gtest.h>
 #include <vector>
+
+TRACE_MODULE( "Gardener" );
 
 namespace {
 
@@ -51,6 +54,36 @@ TEST_F( TwinRibbonTest, ALineSaysWhereItComesFrom ) {
    EXPECT_TRUE( lines[ 0 ].ends_with( " vni: 7" ) );
    EXPECT_EQ( lines[ 1 ], "Kiv/7/moved/ return" );
    EXPECT_EQ( lines[ 2 ], "Kiv/6/TestBody/ ip: 10.0.0.1 on True0x0!" );
+}
+
+class GardenerSm : public Lum::PtrInterface {
+   LUM_MACHINE( GardenerSm );
+   LUM_INPUT( tree, Actors::Tree, LUM_ON( height, handleHeight ), LUM_ON( crown, handleCrown ) );
+
+   void handleInitialized() {}
+   void handleHeight() {
+      tree()->crownIs( "crown" );
+      TRACE6( trace(), "grown" );
+   }
+   void handleCrown() { TRACE6( trace(), "crowned" ); }
+};
+
+TEST_F( TwinRibbonTest, TheStreamIndentsALineByTheDepthOfTheFirings ) {
+   TraceFacility::sinkIs( nullptr, nullptr );
+   TraceFacility::levelIs( "Gardener", TraceFacility::level6, true );
+   Lum::Ptr< Actors::Tree > const tree( new Actors::Tree( "tree" ) );
+   Lum::Ptr< GardenerSm > const gardener = Lum::Factory< GardenerSm >()();
+   gardener->treeIs( tree );
+   testing::internal::CaptureStderr();
+   tree->heightIs( 1 );
+   TRACE6( trace(), "done" );
+   std::string const text = testing::internal::GetCapturedStderr();
+   std::vector< std::string > ends;
+   for( std::string_view rest = text; !rest.empty(); rest.remove_prefix( rest.find( '\n' ) + 1 ) ) {
+      auto const line = rest.substr( 0, rest.find( '\n' ) );
+      ends.push_back( std::to_string( line.find_first_not_of( ' ' ) ).append( line.substr( line.rfind( ' ' ) ) ) );
+   }
+   EXPECT_EQ( ends, ( std::vector< std::string >{ "6 crowned", "3 grown", "0 done" } ) );
 }
 
 TEST_F( TwinRibbonTest, ALineThatNobodyWantsIsNotEvaluated ) {
