@@ -104,7 +104,7 @@ void printDetail( Kivd & kivd ) {
 int tell( std::string const & program, std::string const & file ) {
    auto const acts = readStory( file );
    bool const starts = std::any_of( acts.begin(), acts.end(), []( Act const & act ) { return act.starts; } );
-   Kivd kivd( program, starts );
+   Kivd kivd( program, starts ? std::vector< std::string >{ "--no-start" } : std::vector< std::string >() );
    bool const good = play( kivd, acts );
    printDetail( kivd );
    int const redirected = redirectedHosts( kivd );

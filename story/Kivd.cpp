@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <system_error>
@@ -16,29 +17,29 @@ void check( bool ok, char const * what ) {
    if( !ok ) throw std::system_error( errno, std::generic_category(), what );
 }
 
-[[noreturn]] void becomeKivd( std::string const & program, bool waits, int input, int output ) {
+[[noreturn]] void becomeKivd( std::vector< std::string > command, int input, int output ) {
    dup2( input, STDIN_FILENO );
    dup2( output, STDOUT_FILENO );
-   char const * const wait = waits ? "--no-start" : nullptr;
-   execl( program.c_str(), program.c_str(), "--stdio", "--clock", "virtual", wait, nullptr );
-   std::perror( program.c_str() );
+   std::vector< char * > words;
+   for( auto & word : command ) words.push_back( word.data() );
+   words.push_back( nullptr );
+   execv( words[ 0 ], words.data() );
+   std::perror( words[ 0 ] );
    _exit( 127 );
 }
 
 } // namespace
 
-Kivd::Kivd( std::string const & program, bool waits ) {
+Kivd::Kivd( std::string const & program, std::vector< std::string > const & arguments ) {
    std::signal( SIGPIPE, SIG_IGN ); // a kivd that is gone shows at the next read
+   std::vector< std::string > command{ program, "--stdio", "--clock", "virtual" };
+   command.insert( command.end(), arguments.begin(), arguments.end() );
    int in[ 2 ];
    int out[ 2 ];
-   check( pipe( in ) == 0 && pipe( out ) == 0, "pipe" );
+   check( pipe2( in, O_CLOEXEC ) == 0 && pipe2( out, O_CLOEXEC ) == 0, "pipe" );
    process_ = fork();
    check( process_ >= 0, "fork" );
-   if( process_ == 0 ) {
-      close( in[ 1 ] );
-      close( out[ 0 ] );
-      becomeKivd( program, waits, in[ 0 ], out[ 1 ] );
-   }
+   if( process_ == 0 ) becomeKivd( std::move( command ), in[ 0 ], out[ 1 ] );
    close( in[ 0 ] );
    close( out[ 1 ] );
    requests_ = fdopen( in[ 1 ], "w" );
@@ -51,6 +52,8 @@ Kivd::~Kivd() {
    if( answers_ ) std::fclose( answers_ );
    if( process_ > 0 ) waitpid( process_, nullptr, 0 );
 }
+
+void Kivd::kill() { ::kill( process_, SIGKILL ); }
 
 rapidjson::Document Kivd::ask( std::string const & request ) {
    std::fputs( ( request + "\n" ).c_str(), requests_ );

@@ -11,13 +11,15 @@ namespace Story {
 
 class Kivd {
  public:
-   /// Starts `program` on a virtual clock; raises std::system_error when it cannot. The agent waits for a start request
-   /// if `waits`.
-   Kivd( std::string const & program, bool waits );
+   /// Starts `program` on a virtual clock, with further `arguments`; raises std::system_error when it cannot.
+   Kivd( std::string const & program, std::vector< std::string > const & arguments );
    Kivd( Kivd const & ) = delete;
    Kivd & operator=( Kivd const & ) = delete;
+   /// Ends the input and waits until it has ended.
    ~Kivd();
 
+   /// Ends it as a crash would; nothing can be asked any more.
+   void kill();
    /// Sends one request and returns its answer; raises std::runtime_error when kivd is gone.
    rapidjson::Document ask( std::string const & request );
    /// The value at a JSON Pointer; null when there is none.

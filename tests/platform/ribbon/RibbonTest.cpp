@@ -33,6 +33,7 @@ class RibbonTest : public testing::Test {
    ~RibbonTest() override {
       Ribbon::finalize();
       ::unsetenv( "RIBBONDIR" );
+      ::unsetenv( "TMPDIR" );
       Lum::clockIs( nullptr );
       fs::remove_all( directory );
    }
@@ -189,13 +190,16 @@ TEST_F( RibbonTest, DamageIsRefusedOrCostsOnlyWhatItTouches ) {
 }
 
 TEST_F( RibbonTest, WhereTheFileLies ) {
+   auto const temporary = directory / "temporary";
+   fs::create_directory( temporary );
+   ::setenv( "TMPDIR", temporary.c_str(), 1 );
    struct {
       char const * name;
       fs::path ribbonDirectory;
       fs::path path; // empty: the file cannot be made, and standard error says so
    } const cases[] = { { "Kiv.rb", directory, directory / "Kiv.rb" },
                        { "Kiv.rb", directory / "absent", "" },
-                       { "Kiv-%d.rb", "", fs::temp_directory_path() / Lum::textOf( "Kiv-", ::getpid(), ".rb" ) } };
+                       { "Kiv-%d.rb", "", temporary / Lum::textOf( "Kiv-", ::getpid(), ".rb" ) } };
    for( auto const & [ name, ribbonDirectory, path ] : cases ) {
       SCOPED_TRACE( ribbonDirectory );
       ::setenv( "RIBBONDIR", ribbonDirectory.c_str(), 1 );
