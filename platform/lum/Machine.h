@@ -100,13 +100,13 @@ void makeFollowers( T & machine ) {
    } );
 }
 
-/// The strep of an argument in the reinstantiation error.
+/// The strep of an argument in the reinstantiation error. An object goes by its type and key, never by its address: the
+/// text is read outside of the process.
 template< class Value >
 String argumentStrep( Value const & value ) {
    if constexpr( requires { value->fwkType(); } ) {
       if( !value ) return "None";
-      return format( "Ptr('%s', '%s', %p)", value->fwkType().charPtr(), value->fwkKey().charPtr(),
-                     static_cast< void const * >( &*value ) );
+      return textOf( "Ptr('", value->fwkType(), "', '", value->fwkKey(), "')" );
    } else {
       return valueToStrep( value );
    }

@@ -151,10 +151,7 @@ TEST_F( Grove, AFollowerMayRemoveItselfAndItsOwner ) {
 TEST_F( Grove, ACollectionKeepsAMachineOrRefuses ) {
    auto const kept = plot();
    EXPECT_EQ( plot(), kept );
-   auto const strep = []( Tree const & of ) {
-      return Lum::format( "Ptr('Actors::Tree', '%s', %p)", of.name().charPtr(), static_cast< void const * >( &of ) )
-         .str();
-   };
+   auto const strep = []( Tree const & of ) { return "Ptr('Actors::Tree', '" + of.name().str() + "')"; };
    auto const expectRefused = [ & ]( char const * owner, Lum::Ptr< Tree const > const & other,
                                      std::string const & difference ) {
       EXPECT_EQ( raised< Lum::NameInUseException >( [ & ] { grove->plotIs( 1, owner, other, &stage ); } ),
