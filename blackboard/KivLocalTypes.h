@@ -1,5 +1,5 @@
 // The agent's own records: the blackboard, on which machines meet that do not call each other, and the roll-up of what
-// the switches remembered. They live in this process only.
+// the switches remembered. They live in this process only, and the agent alone writes them.
 #pragma once
 
 #include "platform/lum/Entity.h"
@@ -40,30 +40,31 @@ struct PolicyFlowName {
    friend bool operator<( PolicyFlowName, PolicyFlowName ) { return false; }
 };
 
-/// One intercepted host. Written by the location machines but for `policy` and `allPolicy`, and restored at a restart.
+/// One intercepted host. Restored at a restart.
 class HostInfo : public Lum::Entity {
    LUM_ENTITY( HostInfo, name, Neroli::IpGenAddr );
-   LUM_VALUE( policy, Lum::String );    // the one group that controls the host; written by IpToPolicySm
-   LUM_SET( allPolicy, Lum::String );   // every group that names the host; written by their brains
-   LUM_VALUE( mac, Neroli::EthAddr );   // all zero: not learnt yet
-   LUM_VALUE( switchPair, SwitchPair ); // empty: no location
-   LUM_VALUE( vni, Vxlan::VniOrNone );  // where it was learnt; none until then
+   LUM_VALUE( policy, Lum::String );    // the one group that controls it; empty: none. Written by IpToPolicySm
+   LUM_SET( allPolicy, Lum::String );   // every group that names it; written by their brains
+   LUM_VALUE( mac, Neroli::EthAddr );   // all zero: not learnt yet; written by L2StatusSm
+   LUM_VALUE( switchPair, SwitchPair ); // empty: no location; written by VtepLocatorSm, emptied when the host is stale
+   LUM_VALUE( vni, Vxlan::VniOrNone );  // where it was learnt, none until then; written by L2StatusSm
 };
 
-/// The groups that name an interface UUID as near or far.
+/// The groups that name an interface UUID as near or far; written by their brains.
 class IntfUuidToPolicy : public Lum::Entity {
    LUM_ENTITY( IntfUuidToPolicy, name, Lum::String );
    LUM_SET( policy, Lum::String );
 };
 
-/// The service VNIs of a group. A key is an original VNI in which the group has a host; its value is the service VNI,
-/// or none while the request waits. The group's brain asks and withdraws, ServiceVniSm answers.
+/// The service VNIs of a group, restored at a restart. A key is an original VNI in which the group has a host; its
+/// value is the service VNI, or none while the request waits. The group's brain asks and withdraws, ServiceVniSm
+/// answers.
 class PolicyInfo : public Lum::Entity {
    LUM_ENTITY( PolicyInfo, name, Lum::Name );
    LUM_VALUES( originalToServiceVni, Vxlan::VniOrNone, Vxlan::VniOrNone );
 };
 
-/// The blackboard. It outlives the enabling and disabling of the feature.
+/// The blackboard. It outlives the enabling and disabling of the feature. An absent key: nobody knows it yet.
 class PolicyHelperInfo : public Lum::Entity {
    LUM_ENTITY( PolicyHelperInfo, name, Lum::Name );
 
@@ -80,29 +81,34 @@ class PolicyHelperInfo : public Lum::Entity {
    /// What machines use for their timer tasks.
    Lum::Ptr< Moth::TaskScheduler > const & taskScheduler() const { return taskScheduler_; }
 
+   /// Every host that a group names; made by the groups' brains, removed by ServicePolicyConfigSm.
    LUM_CHILDREN( ipToPolicy, Neroli::IpGenAddr, HostInfo );
-   LUM_VALUES( vtepIpToSwitchPair, Neroli::IpGenAddr, SwitchPair ); // which switches own a VTEP address
-   LUM_VALUES( vtepSwitchIdToIp, Lum::String, Neroli::IpAddr );     // the VTEP address of a switch
+   /// Which switches own a VTEP address, and the VTEP address of a switch; written by VtepStatusDirSm.
+   LUM_VALUES( vtepIpToSwitchPair, Neroli::IpGenAddr, SwitchPair );
+   LUM_VALUES( vtepSwitchIdToIp, Lum::String, Neroli::IpAddr );
+   /// Who names an interface UUID, and the one group that may use it; written by the groups' brains.
    LUM_CHILDREN( intfUuidToPolicy, Lum::String, IntfUuidToPolicy );
-   LUM_VALUES( intfUuidToOwnerPolicy, Lum::String, Lum::String ); // the one group that may use a UUID
-   LUM_SET( publishEligibleSwitch, Lum::String );                 // the switches, in hyphen form, that have a fragment
+   LUM_VALUES( intfUuidToOwnerPolicy, Lum::String, Lum::String );
+   /// The switches, in hyphen form, that have a fragment; written where fragments are made and revoked.
+   LUM_SET( publishEligibleSwitch, Lum::String );
+   /// The groups in work; made by their brains.
    LUM_CHILDREN( policyInfo, Lum::Name, PolicyInfo );
 
  private:
    Lum::Ptr< Moth::TaskScheduler > taskScheduler_;
 };
 
-/// The elected view of one fragment over all switches.
+/// The elected view of one fragment over all switches, written by CoalescedPolicyGrSm.
 class VtepPolicyFragmentStatus : public Lum::Entity {
    LUM_ENTITY( VtepPolicyFragmentStatus, name, Lum::Name );
-   LUM_VALUE( originalVni, Vxlan::VniOrNone );
-   LUM_VALUE( serviceVni, Vxlan::VniOrNone ); // the winner among the switches
+   LUM_VALUE( originalVni, Vxlan::VniOrNone ); // none: no switch has told it
+   LUM_VALUE( serviceVni, Vxlan::VniOrNone );  // the winner among the switches; none: no vote
 };
 
 /// That of all fragments.
 class VtepAllPolicyFragmentStatus : public Lum::Entity {
    LUM_ENTITY( VtepAllPolicyFragmentStatus, name, Lum::Name );
-   LUM_CHILDREN( fragmentStatus, Lum::Name, VtepPolicyFragmentStatus );
+   LUM_CHILDREN( fragmentStatus, Lum::Name, VtepPolicyFragmentStatus ); // by the fragment's name
 };
 
 /// An empty VtepAllPolicyFragmentStatus of that name.

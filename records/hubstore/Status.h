@@ -2,12 +2,15 @@
 #pragma once
 
 #include "platform/lum/Entity.h"
+#include "records/Writers.h"
 
 namespace Hubstore {
 
+/// Written by the service itself.
 class Status : public Lum::Entity {
    LUM_ENTITY( Status, name, Lum::Name );
-   LUM_VALUE( enabled, bool );
+   RECORD_WRITER( "controller" );
+   LUM_VALUE( enabled, bool ); // it serves; until then the feature does not run
 };
 
 } // namespace Hubstore

@@ -1,11 +1,13 @@
 // The running-info records: what the agent is doing. They are the truth for the operator command; the engine keeps no
-// second copy of a policy's state.
+// second copy of a policy's state. The agent writes them, and restores them at a restart; each attribute names the
+// machine that does, or that does it chiefly.
 #pragma once
 
 #include "platform/lum/Entity.h"
 #include "platform/neroli/EthAddr.h"
 #include "platform/neroli/IpGenAddr.h"
 #include "platform/vxlan/Vni.h"
+#include "records/Writers.h"
 #include "records/kiv/SwitchPair.h"
 
 #include <boost/describe/enum.hpp>
@@ -41,42 +43,49 @@ std::ostream & operator<<( std::ostream & out, PolicyRunningState state );
 /// One intercepted host of a group.
 class HostRunningInfo : public Lum::Entity {
    LUM_ENTITY( HostRunningInfo, ip, Neroli::IpGenAddr );
-   LUM_VALUE( mac, Neroli::EthAddr );
-   LUM_VALUE( insideVtepSwitchPair, SwitchPair ); // the switch or pair behind which the host sits
-   LUM_VALUE( originalVni, Vxlan::VniOrNone );    // where the host was learnt
-   LUM_VALUE( originalVniSeen, bool );            // shown to the operator; nothing of the agent writes it
-   LUM_VALUE( serviceVniSeen, bool );             // likewise
-   LUM_VALUE( state, PolicyRunningState );
-   LUM_VALUE( serviceVni, Vxlan::VniOrNone );
-   LUM_VALUE( moveCountByVtep, std::uint32_t );     // the host's moves as the VTEPs count them
-   LUM_VALUE( insideVtepIngressFlowPresent, bool ); // the inside VTEP has installed the host's ingress flow
+   LUM_VALUE( mac, Neroli::EthAddr );               // as learnt; all zero: not yet. Written by ServicePolicyPerVniSm
+   LUM_VALUE( insideVtepSwitchPair, SwitchPair );   // whose flows the host has; empty: none. ServicePolicyPerVniSm
+   LUM_VALUE( originalVni, Vxlan::VniOrNone );      // where it was learnt; none: not yet. ServicePolicyPerVniSm
+   LUM_VALUE( originalVniSeen, bool );              // shown to the operator, who may note it; no machine knows it
+   LUM_VALUE( serviceVniSeen, bool );               // likewise
+   LUM_VALUE( state, PolicyRunningState );          // pending at first. ServicePolicyBrainSm, ServicePolicyPerVniSm
+   LUM_VALUE( serviceVni, Vxlan::VniOrNone );       // of the original VNI; none: not granted. ServicePolicyPerVniSm
+   LUM_VALUE( moveCountByVtep, std::uint32_t );     // its moves as the VTEPs count them; 0: none reported. MacMoveSm
+   LUM_VALUE( insideVtepIngressFlowPresent, bool ); // the inside VTEP has installed its ingress flow. ErrorStatusSm
+   ATTRIBUTE_WRITER( originalVniSeen, "operator" );
+   ATTRIBUTE_WRITER( serviceVniSeen, "operator" );
 };
 
 /// One original VNI of a group.
 class FragmentRunningInfo : public Lum::Entity {
    LUM_ENTITY( FragmentRunningInfo, originalVni, Vxlan::VniOrNone );
-   LUM_VALUES( serviceVtepFlowConverged, Lum::String, bool ); // by switch: all flows of this VNI are programmed
+   /// By service VTEP: all flows of this VNI are programmed; false where one is not, absent where none was reported.
+   /// Written by ErrorStatusSm; ServicePolicyBrainSm removes switches that serve no more.
+   LUM_VALUES( serviceVtepFlowConverged, Lum::String, bool );
 };
 
 /// One policy group.
 class PolicyRunningInfo : public Lum::Entity {
    LUM_ENTITY( PolicyRunningInfo, name, Lum::Name );
-   LUM_SET( policyName, Lum::String );
-   LUM_SET( serviceVtepSwitchId, Lum::String ); // the switches that hold a port of the near or far set
-   LUM_VALUE( nearIntfUuid, Lum::String );      // the one that the engine acts on
-   LUM_VALUE( farIntfUuid, Lum::String );
-   LUM_CHILDREN( hostInfo, Neroli::IpGenAddr, HostRunningInfo );
-   LUM_CHILDREN( fragmentRunningInfo, Vxlan::VniOrNone, FragmentRunningInfo );
-   LUM_VALUES( originalToServiceVni, Vxlan::VniOrNone, Vxlan::VniOrNone ); // granted ones only, never none
-   LUM_VALUE( nearVlan, std::uint16_t ); // shown to the operator; nothing of the agent writes it
+   LUM_SET( policyName, Lum::String );          // copy of the group's; shown. Written by ServicePolicyBrainSm
+   LUM_SET( serviceVtepSwitchId, Lum::String ); // who holds a port of the near or far set. ServiceIntfInfoSm
+   LUM_VALUE( nearIntfUuid, Lum::String );      // the one acted on; empty: none yet. ServicePolicyBrainSm
+   LUM_VALUE( farIntfUuid, Lum::String );       // likewise
+   LUM_CHILDREN( hostInfo, Neroli::IpGenAddr, HostRunningInfo );               // its hosts. ServicePolicyBrainSm
+   LUM_CHILDREN( fragmentRunningInfo, Vxlan::VniOrNone, FragmentRunningInfo ); // its original VNIs. ErrorStatusSm
+   LUM_VALUES( originalToServiceVni, Vxlan::VniOrNone, Vxlan::VniOrNone ); // granted, never none. ServicePolicyBrainSm
+   LUM_VALUE( nearVlan, std::uint16_t ); // shown to the operator, who may note it; no machine knows it. 0: not noted
    LUM_VALUE( farVlan, std::uint16_t );  // likewise
-   LUM_VALUE( policyState, PolicyRunningState );
+   LUM_VALUE( policyState, PolicyRunningState ); // pending at first. ServicePolicyBrainSm
+   ATTRIBUTE_WRITER( nearVlan, "operator" );
+   ATTRIBUTE_WRITER( farVlan, "operator" );
 };
 
 /// All policy groups in work.
 class PolicyRunningInfoCol : public Lum::Entity {
    LUM_ENTITY( PolicyRunningInfoCol, name, Lum::Name );
-   LUM_CHILDREN( policyRunningInfo, Lum::Name, PolicyRunningInfo );
+   RECORD_WRITER( "agent" );
+   LUM_CHILDREN( policyRunningInfo, Lum::Name, PolicyRunningInfo ); // by the group's name. ServicePolicyBrainSm
 };
 
 } // namespace Kiv
