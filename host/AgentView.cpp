@@ -1,5 +1,4 @@
-// What can be seen of the running agent: its memory, its service, and what each
-// switch may read.
+// What can be seen of the running agent: its memory, its service, and what each switch may read.
 #include "agent/KivAgent.h"
 #include "host/Tree.h"
 #include "platform/harbor/HubstoreService.h"
@@ -8,24 +7,47 @@ namespace Host {
 
 namespace {
 
-/// The records of the agent's memory by their names.
-std::vector< std::pair< char const *, std::pair< Lum::Ptr< Lum::Entity >, RecordForm const * > > >
-memoryOf( Kiv::KivCAgent::Agent & agent ) {
-   return { { "policyHelperInfo", { agent.policyHelperInfo(), &recordForm< Kiv::PolicyHelperInfo >() } },
-            { "serviceIntfConfig", { agent.serviceIntfConfig(), &recordForm< Kiv::ServiceIntfConfig >() } },
-            { "servicePolicyConfig", { agent.servicePolicyConfig(), &recordForm< Kiv::ServicePolicyConfig >() } },
-            { "servicePolicySourceState",
-              { agent.servicePolicySourceState(), &recordForm< Kiv::KivPolicySourceState >() } } };
+/// A record of the agent's memory.
+struct Memory {
+   char const * name;
+   RecordForm const & ( *form )();
+   Lum::Ptr< Lum::Entity > ( *of )( Kiv::KivCAgent::Agent & agent );
+};
+
+Memory const memory[] = {
+   { "policyHelperInfo", recordForm< Kiv::PolicyHelperInfo >,
+     []( auto & agent ) -> Lum::Ptr< Lum::Entity > { return agent.policyHelperInfo(); } },
+   { "serviceIntfConfig", recordForm< Kiv::ServiceIntfConfig >,
+     []( auto & agent ) -> Lum::Ptr< Lum::Entity > { return agent.serviceIntfConfig(); } },
+   { "servicePolicyConfig", recordForm< Kiv::ServicePolicyConfig >,
+     []( auto & agent ) -> Lum::Ptr< Lum::Entity > { return agent.servicePolicyConfig(); } },
+   { "servicePolicySourceState", recordForm< Kiv::KivPolicySourceState >,
+     []( auto & agent ) -> Lum::Ptr< Lum::Entity > { return agent.servicePolicySourceState(); } },
+};
+
+/// A directory of the views: what stands at each of its entries.
+Place & addEntries( Place & directory, EntryName const & name ) {
+   directory.entryName = &name;
+   directory.entry = std::make_unique< Place >();
+   return *directory.entry;
 }
 
 } // namespace
+
+void Tree::addAgentViews() {
+   for( auto const & each : memory ) root_.at( Lum::textOf( "/agent/", each.name ) ).record = &each.form();
+   addEntries( root_.at( "/service" ), byService ).record = &recordForm< Harbor::HubstoreService >();
+   addEntries( root_.at( "/switch" ), bySystemId ).at( "/kiv/version1/policy/policy" ).record =
+      &recordForm< Kiv::V1::KivPolicyFragment >();
+   for( char const * root : { "/agent", "/service", "/switch" } ) root_.at( root ).readOnly = true;
+}
 
 bool Tree::get( Tokens const & tokens, Writer & writer ) const {
    if( !tokens.empty() ) {
       if( tokens[ 0 ] == "agent" ) return getAgent( tokens, writer );
       if( tokens[ 0 ] == "service" ) return getService( tokens, writer );
       if( tokens[ 0 ] == "switch" ) return getSwitch( tokens, writer );
-      return getRecord( tokens, writer );
+      return root_.get( tokens, 0, writer );
    }
    writer.StartObject();
    for( char const * root : { "state", "hub", "agent", "service", "switch" } ) {
@@ -41,8 +63,8 @@ Tokens Tree::rootPlaceOf( Lum::Entity const & entity ) const {
    if( &entity == state_->root().get() ) return { "state" };
    if( &entity == hub_->root().get() ) return { "hub" };
    if( !agent_ || ( entity.lumParent() && entity.lumParent() != agent_ ) ) return {};
-   for( auto const & [ name, record ] : memoryOf( *agent_ ) ) {
-      if( record.first.get() == &entity ) return { "agent", name };
+   for( auto const & each : memory ) {
+      if( each.of( *agent_ ).get() == &entity ) return { "agent", each.name };
    }
    for( auto const & [ name, service ] : agent_->Oxbow::ServiceAgent::hubstoreService() ) {
       if( service.get() == &entity ) return { "service", name.str() };
@@ -51,21 +73,22 @@ Tokens Tree::rootPlaceOf( Lum::Entity const & entity ) const {
 }
 
 bool Tree::getAgent( Tokens const & tokens, Writer & writer ) const {
-   if( tokens.size() == 1 ) writer.StartObject();
-   if( agent_ ) {
-      for( auto const & [ name, record ] : memoryOf( *agent_ ) ) {
-         auto const & [ entity, form ] = record;
-         if( !entity ) continue;
-         if( tokens.size() == 1 ) {
-            writer.Key( name );
-            form->read( writer, *entity );
-         } else if( tokens[ 1 ] == name ) {
-            return form->get( *entity, tokens, 2, writer );
-         }
+   if( tokens.size() > 1 ) {
+      for( auto const & each : memory ) {
+         auto const record = agent_ && tokens[ 1 ] == each.name ? each.of( *agent_ ) : nullptr;
+         if( record ) return each.form().get( *record, tokens, 2, writer );
       }
+      return false;
    }
-   if( tokens.size() == 1 ) writer.EndObject();
-   return tokens.size() == 1;
+   writer.StartObject();
+   for( auto const & each : memory ) {
+      auto const record = agent_ ? each.of( *agent_ ) : nullptr;
+      if( !record ) continue;
+      writer.Key( each.name );
+      each.form().read( writer, *record );
+   }
+   writer.EndObject();
+   return true;
 }
 
 bool Tree::getService( Tokens const & tokens, Writer & writer ) const {
@@ -91,7 +114,7 @@ std::pair< Lum::Ptr< Kiv::V1::KivPolicyFragment const >, Tokens > Tree::seenBy( 
    if( !agent_ || !agent_->hubstoreService() ) return {};
    for( auto const & mount : agent_->hubstoreService()->publishedTo( Harbor::systemIdFromString( systemId ) ) ) {
       auto const source = hub_->getEntity< Kiv::V1::KivPolicyFragment >( mount.source );
-      if( source ) return { source, tokensOf( "/" + mount.target.str() ) };
+      if( source ) return { source, tokensOf( Lum::textOf( "/", mount.target ) ) };
    }
    return {};
 }

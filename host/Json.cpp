@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <rapidjson/error/en.h>
+#include <unordered_set>
 
 namespace Host {
 
@@ -32,7 +33,7 @@ void checkText( std::string_view text ) {
 }
 
 Refusal noPointer( std::string_view text, char const * reason ) {
-   return { "", "no JSON Pointer: \"" + std::string( text ) + "\": " + reason };
+   return { "", "no JSON Pointer: " + quoted( text ) + ": " + reason };
 }
 
 std::string unescaped( std::string_view token, std::string_view pointer ) {
@@ -78,8 +79,9 @@ bool startsWith( Tokens const & tokens, Tokens const & head ) {
    return head.size() <= tokens.size() && std::equal( head.begin(), head.end(), tokens.begin() );
 }
 
-std::string below( std::string const & pointer, std::string_view key ) {
-   std::string result = pointer + "/";
+std::string below( std::string_view pointer, std::string_view key ) {
+   std::string result( pointer );
+   result += '/';
    for( char const each : key ) {
       if( each == '~' ) {
          result += "~0";
@@ -92,8 +94,30 @@ std::string below( std::string const & pointer, std::string_view key ) {
    return result;
 }
 
+std::string pointerOf( std::span< std::string const > tokens ) {
+   std::string pointer;
+   for( auto const & token : tokens ) pointer = below( pointer, token );
+   return pointer;
+}
+
 void needObject( Json const & json, std::string const & at ) {
    if( !json.IsObject() ) throw Refusal{ at, "an object is expected" };
+}
+
+void needUniqueKeys( Json const & json, std::string const & at ) {
+   auto const descend = [ & ]( Json const & value, std::string_view key ) {
+      if( value.IsObject() || value.IsArray() ) needUniqueKeys( value, below( at, key ) );
+   };
+   if( json.IsArray() ) {
+      for( rapidjson::SizeType i = 0; i < json.Size(); ++i ) descend( json[ i ], std::to_string( i ) );
+   }
+   if( !json.IsObject() ) return;
+   std::unordered_set< std::string_view > keys;
+   for( auto const & each : json.GetObject() ) {
+      auto const key = textOf( each.name );
+      if( !keys.insert( key ).second ) throw Refusal{ below( at, key ), stoodBefore };
+      descend( each.value, key );
+   }
 }
 
 } // namespace Host

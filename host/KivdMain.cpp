@@ -88,6 +88,8 @@ int main( int argc, char ** argv ) {
    app.add_flag( "--no-start", options.noStart, "wait for a start request" );
    app.add_option( "--clock", options.clock, "the clock (default: real)" )
       ->check( CLI::IsMember( { "virtual", "real" } ) );
+   app.footer( "Requests, one JSON object a line; {\"help\": true} gives an example of each:\n"
+               + Host::Session::requestList() );
    app.set_version_flag( "--version", "kivd " KIV_VERSION );
    app.failure_message( CLI::FailureMessage::help ); // with what is allowed
    try {

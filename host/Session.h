@@ -1,5 +1,4 @@
-// The requests of the state interface, served one line at a time, and the agent
-// that they are about.
+// The requests of the state interface, served one line at a time, and the agent that they are about.
 #pragma once
 
 #include "host/Watches.h"
@@ -9,6 +8,11 @@
 
 #include <boost/asio/io_context.hpp>
 #include <deque>
+#include <functional>
+
+namespace Oxlet {
+class AgentCommandRequestDirSm;
+}
 
 namespace Host {
 
@@ -17,32 +21,45 @@ class Session final : private Lum::WriteObserver {
    enum class Clock { real, virtualClock };
 
    /// @param loop  carries the real clock; between requests its owner runs it
-   /// @param emit  is given each line that is no answer ("changed"), in its
-   /// order, before the answer
+   /// @param emit  is given each line that is no answer ("changed"), in its order, before the answer
    Session( Clock clock, boost::asio::io_context & loop, std::function< void( std::string const & line ) > emit );
    Session( Session const & ) = delete;
    Session & operator=( Session const & ) = delete;
    /// Ends the agent as a killed process ends: the databases stay as they are.
    ~Session();
 
-   /// Serves one line; the answer has no newline. A bad line is answered by an
-   /// error and changes nothing.
+   /// Serves one line of any length; the answer has no newline. A bad line is answered by an error and changes nothing.
    std::string answer( std::string_view line );
-   /// Applies a document before the agent starts; raises Refusal when it is bad,
-   /// and then changes nothing.
+   /// Applies a document before the agent starts; raises Refusal when it is bad, and then changes nothing.
    void load( std::string_view document );
+   /// Makes the agent and runs its start to the end. There must be none yet.
    void start();
 
+   /// A quit request has been served.
    bool quits() const { return quits_; }
    Tree const & tree() const { return tree_; }
+   /// Null until it is started.
    Lum::Ptr< Kiv::KivCAgent::Agent > const & agent() const { return agent_; }
+
+   /// A line for each request: its name and what it does.
+   static std::string requestList();
 
  private:
    /// Adds the members of the answer behind `ok`.
    using Serve = void ( Session::* )( Json const & argument, Writer & writer );
-   static std::map< std::string_view, Serve > const & requests();
+   struct Request {
+      char const * name;
+      Serve serve;
+      char const * does;
+      char const * example;
+   };
+   static std::span< Request const > requests();
+   /// Null where there is none of that name.
+   static Request const * request( std::string_view name );
+   /// The one request of a line, and its argument. Beside it a line may carry a "note" for a person who reads along.
+   static std::pair< Request const *, Json const * > requestIn( Json const & line );
+   [[noreturn]] static void refuseStranger( std::string_view name, Request const * chosen );
 
-   void serve( Json const & request, Writer & writer );
    void serveStart( Json const & argument, Writer & writer );
    void servePatch( Json const & argument, Writer & writer );
    void serveGet( Json const & argument, Writer & writer );
@@ -51,10 +68,14 @@ class Session final : private Lum::WriteObserver {
    void serveLog( Json const & argument, Writer & writer );
    void serveRestart( Json const & argument, Writer & writer );
    void serveWatch( Json const & argument, Writer & writer );
+   void serveHelp( Json const & argument, Writer & writer );
+   void serveSchema( Json const & argument, Writer & writer );
    void serveQuit( Json const & argument, Writer & writer );
 
    static void keepMessage( void * session, Lum::LogMessage const & message );
    void endAgent();
+   /// Those of the agent; null while there is none.
+   Oxlet::AgentCommandRequestDirSm const * commands() const;
    void settle();
    void handleWrite( Lum::Entity const & entity, Lum::AttributeId attribute, void const * key ) override;
 

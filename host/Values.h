@@ -1,5 +1,4 @@
-// The JSON form of values and of keys. Each type has one form; records of
-// values are walked by their field tables.
+// The JSON form of values and of keys. Each type has one form; records of values are walked by their field tables.
 #pragma once
 
 #include "host/Json.h"
@@ -11,10 +10,8 @@
 #include "records/kiv/PolicyConfig.h"
 #include "records/kiv/SwitchPair.h"
 
-#include <boost/describe/enum_to_string.hpp>
 #include <boost/describe/enumerators.hpp>
 #include <boost/mp11/algorithm.hpp>
-#include <cmath>
 #include <limits>
 #include <optional>
 
@@ -27,6 +24,24 @@ concept Parsed = requires {
 
 template< class V >
 concept VniNumber = std::same_as< V, Vxlan::Vni > || std::same_as< V, Vxlan::VniOrNone >;
+
+/// What a text must be to be read as a V; told where one is not.
+template< Parsed V >
+constexpr char const * expected = "a text of its type";
+template<>
+inline constexpr char const * expected< Neroli::EthAddr > = "a MAC, as \"02:00:aa:bb:cc:dd\"";
+template<>
+inline constexpr char const * expected< Neroli::IpAddr > = "an IPv4 address, as \"10.0.0.1\"";
+template<>
+inline constexpr char const * expected< Neroli::IpGenAddr > = "an address, as \"10.0.0.1\" or \"2001:db8::1\"";
+template<>
+inline constexpr char const * expected< Neroli::IpGenAddrWithMask > = "a prefix, as \"10.0.0.1/32\"";
+template<>
+inline constexpr char const * expected< Vxlan::Vni > = "a VNI, 0 to 16777215";
+template<>
+inline constexpr char const * expected< Vxlan::VniOrNone > = "a VNI, 0 to 16777215, or 16777216 for none";
+template<>
+inline constexpr char const * expected< Kiv::SwitchIntfPair > = "a port, as \"02:00:00:00:00:0a/Ethernet1/1\"";
 
 /// The text of a key.
 template< class K >
@@ -50,10 +65,32 @@ std::optional< K > parsedKey( std::string_view text ) {
 /// The same; raises Refusal where there is none.
 template< class K >
 K keyOf( std::string_view text, std::string const & at ) {
-   auto const key = parsedKey< K >( text );
-   if( !key ) throw Refusal{ at, text.empty() ? "an empty key" : "no valid key: \"" + std::string( text ) + "\"" };
-   return *key;
+   if( text.empty() ) throw Refusal{ at, "an empty key" };
+   auto key = parsedKey< K >( text );
+   if constexpr( Parsed< K > ) {
+      if( !key ) throw misfit( at, "no valid key", text, expected< K > );
+   }
+   return *std::move( key );
 }
+
+/// One name of an enumeration, and its number.
+struct Enumerator {
+   char const * name;
+   int number;
+};
+
+/// Those of E, in the order of their declaration.
+template< class E >
+std::vector< Enumerator > enumeratorsOf() {
+   std::vector< Enumerator > all;
+   boost::mp11::mp_for_each< boost::describe::describe_enumerators< E > >( [ & ]( auto each ) {
+      all.push_back( { each.name, static_cast< int >( each.value ) } );
+   } );
+   return all;
+}
+
+void writeEnumerator( Writer & writer, int number, std::vector< Enumerator > const & all );
+void writeVlans( Writer & writer, Kiv::VlanSet const & vlans );
 
 template< class V >
 void writeValue( Writer & writer, V const & value ) {
@@ -66,20 +103,14 @@ void writeValue( Writer & writer, V const & value ) {
    } else if constexpr( VniNumber< V > ) {
       writer.Uint( value.value() );
    } else if constexpr( std::is_enum_v< V > ) {
-      char const * const name = boost::describe::enum_to_string( value, "" );
-      *name ? writer.String( name ) : writer.Int( static_cast< int >( value ) );
+      writeEnumerator( writer, static_cast< int >( value ), enumeratorsOf< V >() );
    } else if constexpr( std::same_as< V, Kiv::SwitchPair > ) {
       writer.StartArray();
       writeText( writer, value.first().view() );
       writeText( writer, value.second().view() );
       writer.EndArray();
    } else if constexpr( std::same_as< V, Kiv::VlanSet > ) {
-      writer.StartObject();
-      for( auto const & [ vlan, allowed ] : value ) {
-         writeKey( writer, vlan.view() );
-         writer.Bool( allowed );
-      }
-      writer.EndObject();
+      writeVlans( writer, value );
    } else if constexpr( Lum::ValueRecord< V > ) {
       writer.StartObject();
       Lum::forEachAttribute< V >( [ & ]( auto field ) {
@@ -93,81 +124,38 @@ void writeValue( Writer & writer, V const & value ) {
    }
 }
 
-/// Reads a value; a record of values and a set merge into `base`. Raises
-/// Refusal with the place and the reason.
-template< class V >
-V readValue( Json const & json, V base, std::string const & at );
-
-// 10 and 10.0 are one number.
-template< std::integral V >
-V readInteger( Json const & json, std::string const & at, V max = std::numeric_limits< V >::max() ) {
-   static_assert( sizeof( V ) <= 4, "a double holds every value" );
-   if( !json.IsNumber() || std::trunc( json.GetDouble() ) != json.GetDouble() )
-      throw Refusal{ at, "an integer is expected" };
-   if( json.GetDouble() < 0 || json.GetDouble() > max )
-      throw Refusal{ at, "out of range: 0 to " + std::to_string( max ) };
-   return static_cast< V >( json.GetDouble() );
-}
-
-template< VniNumber V >
-V readVni( Json const & json, std::string const & at ) {
-   constexpr std::uint32_t max = std::same_as< V, Vxlan::Vni > ? Vxlan::Vni::max : Vxlan::VniOrNone::none;
-   return V( readInteger< std::uint32_t >( json, at, max ) );
-}
-
-// A number needs no name: what another version of a writer means by it is kept.
-template< class E >
-E readEnumeration( Json const & json, std::string const & at ) {
-   if( json.IsNumber() ) return static_cast< E >( readInteger< std::underlying_type_t< E > >( json, at ) );
-   if( !json.IsString() ) throw Refusal{ at, "the name of an enumerator is expected" };
-   std::optional< E > value;
-   boost::mp11::mp_for_each< boost::describe::describe_enumerators< E > >( [ & ]( auto each ) {
-      if( textOf( json ) == each.name ) value = each.value;
-   } );
-   if( !value ) throw Refusal{ at, "no such enumerator: \"" + std::string( textOf( json ) ) + "\"" };
-   return *value;
-}
-
-inline Kiv::SwitchPair readSwitchPair( Json const & json, std::string const & at ) {
-   if( !json.IsArray() || json.Size() != 2 || !json[ 0 ].IsString() || !json[ 1 ].IsString() ) {
-      throw Refusal{ at, "an array of two strings is expected" };
-   }
-   return Kiv::SwitchPair( textOf( json[ 0 ] ), textOf( json[ 1 ] ) );
-}
-
-inline Kiv::VlanSet readVlans( Json const & json, Kiv::VlanSet base, std::string const & at ) {
-   needObject( json, at );
-   for( auto const & each : json.GetObject() ) {
-      auto const place = below( at, textOf( each.name ) );
-      auto const vlan = keyOf< Lum::String >( textOf( each.name ), place );
-      if( each.value.IsNull() ) {
-         base.erase( vlan );
-      } else if( each.value.IsTrue() ) {
-         base[ vlan ] = true;
-      } else {
-         throw Refusal{ place, "true or null is expected" };
-      }
-   }
-   return base;
-}
-
+/// The names of the fields of V but its key.
 template< Lum::ValueRecord V >
-V readRecord( Json const & json, V base, std::string const & at ) {
-   needObject( json, at );
-   for( auto const & each : json.GetObject() ) {
-      auto const place = below( at, textOf( each.name ) );
-      bool found = false;
-      Lum::forEachAttribute< V >( [ & ]( auto field ) {
-         if( field.isKey || textOf( each.name ) != field.name ) return;
-         found = true;
-         auto & value = field.get( base );
-         value = each.value.IsNull() ? field.initial() : readValue( each.value, value, place );
-      } );
-      if( !found ) throw Refusal{ place, "no such field" };
-   }
-   return base;
+std::vector< std::string > fieldsOf() {
+   std::vector< std::string > names;
+   Lum::forEachAttribute< V >( [ & ]( auto field ) {
+      if( !field.isKey ) names.push_back( field.name );
+   } );
+   return names;
 }
 
+/// Calls `use` with the description of the field of that name; raises Refusal, at `at`, when V has none.
+template< Lum::ValueRecord V, class Use >
+void withField( std::string_view name, std::string const & at, Use use ) {
+   bool found = false;
+   Lum::forEachAttribute< V >( [ & ]( auto field ) {
+      if( field.isKey || name != field.name ) return;
+      found = true;
+      use( field );
+   } );
+   if( !found ) throw unknown( at, Lum::textOf( "no such field of ", Lum::typeName< V >() ), name, fieldsOf< V >() );
+}
+
+std::string_view readText( Json const & json, std::string const & at );
+/// 10 and 10.0 are one number.
+std::uint32_t readInteger( Json const & json, std::string const & at, std::uint32_t max );
+int readEnumerator( Json const & json, std::string const & at, std::vector< Enumerator > const & all );
+Kiv::SwitchPair readSwitchPair( Json const & json, std::string const & at );
+Kiv::VlanSet readVlans( Json const & json, Kiv::VlanSet base, std::string const & at );
+/// Raises Refusal for a text that is no VLAN.
+void checkVlan( std::string_view text, std::string const & at );
+
+/// Reads a value; a record of values and a set merge into `base`. Raises Refusal with the place and the reason.
 template< class V >
 V readValue( Json const & json, [[maybe_unused]] V base, std::string const & at ) {
    if constexpr( std::same_as< V, bool > ) {
@@ -177,30 +165,36 @@ V readValue( Json const & json, [[maybe_unused]] V base, std::string const & at 
       if( !json.IsNumber() ) throw Refusal{ at, "a number is expected" };
       return json.GetDouble();
    } else if constexpr( std::integral< V > ) {
-      return readInteger< V >( json, at );
+      static_assert( sizeof( V ) <= sizeof( std::uint32_t ) );
+      return static_cast< V >( readInteger( json, at, std::numeric_limits< V >::max() ) );
    } else if constexpr( VniNumber< V > ) {
-      return readVni< V >( json, at );
+      return V( readInteger( json, at, std::same_as< V, Vxlan::Vni > ? Vxlan::Vni::max : Vxlan::VniOrNone::none ) );
    } else if constexpr( std::is_enum_v< V > ) {
-      return readEnumeration< V >( json, at );
+      return static_cast< V >( readEnumerator( json, at, enumeratorsOf< V >() ) );
    } else if constexpr( std::same_as< V, Kiv::SwitchPair > ) {
       return readSwitchPair( json, at );
    } else if constexpr( std::same_as< V, Kiv::VlanSet > ) {
       return readVlans( json, std::move( base ), at );
    } else if constexpr( Lum::ValueRecord< V > ) {
-      return readRecord( json, std::move( base ), at );
+      needObject( json, at );
+      for( auto const & each : json.GetObject() ) {
+         auto const place = below( at, textOf( each.name ) );
+         withField< V >( textOf( each.name ), place, [ & ]( auto field ) {
+            auto & value = field.get( base );
+            value = each.value.IsNull() ? field.initial() : readValue( each.value, value, place );
+         } );
+      }
+      return base;
    } else if constexpr( Parsed< V > ) {
-      if( !json.IsString() ) throw Refusal{ at, "a string is expected" };
-      auto const value = V::parse( textOf( json ) );
-      if( !value ) throw Refusal{ at, "not of the expected form: \"" + std::string( textOf( json ) ) + "\"" };
+      auto const value = V::parse( readText( json, at ) );
+      if( !value ) throw misfit( at, "not of the expected form", textOf( json ), expected< V > );
       return *value;
    } else {
-      if( !json.IsString() ) throw Refusal{ at, "a string is expected" };
-      return V( textOf( json ) );
+      return V( readText( json, at ) );
    }
 }
 
-/// Writes what stands at `tokens`, from number `next` on, within a value; false
-/// when nothing does.
+/// Writes what stands at `tokens`, from number `next` on, within a value; false when nothing does.
 template< class V >
 bool getWithin( V const & value, Tokens const & tokens, std::size_t next, Writer & writer ) {
    if( next == tokens.size() ) {
@@ -222,6 +216,66 @@ bool getWithin( V const & value, Tokens const & tokens, std::size_t next, Writer
       if( tokens[ next ] == "1" ) found = getWithin( value.second(), tokens, next + 1, writer );
    }
    return found;
+}
+
+/// Raises Refusal unless something may stand at `tokens`, from number `next` on, within a value of type V.
+template< class V >
+void checkWithin( Tokens const & tokens, std::size_t next ) {
+   if( next == tokens.size() ) return;
+   auto const at = pointerOf( std::span( tokens ).first( next + 1 ) );
+   if constexpr( Lum::ValueRecord< V > ) {
+      withField< V >( tokens[ next ], at,
+                      [ & ]( auto field ) { checkWithin< typename decltype( field )::Value >( tokens, next + 1 ); } );
+   } else if constexpr( std::same_as< V, Kiv::VlanSet > ) {
+      checkVlan( tokens[ next ], at );
+      checkWithin< bool >( tokens, next + 1 );
+   } else if constexpr( std::same_as< V, Kiv::SwitchPair > ) {
+      if( tokens[ next ] != "0" && tokens[ next ] != "1" )
+         throw unknown( at, "no such member", tokens[ next ], { "0", "1" } );
+      checkWithin< Lum::String >( tokens, next + 1 );
+   } else {
+      throw Refusal{ at, "nothing stands below a value" };
+   }
+}
+
+/// The name of a type, for readers.
+template< class V >
+std::string typeText() {
+   if constexpr( std::same_as< V, bool > || std::floating_point< V > ) {
+      return std::string( Lum::typeName< V >() );
+   } else if constexpr( std::integral< V > ) {
+      return Lum::textOf( "uint", 8 * sizeof( V ) );
+   } else if constexpr( std::same_as< V, Kiv::VlanSet > ) {
+      return "Kiv::VlanSet";
+   } else {
+      return std::string( Lum::typeName< V >() );
+   }
+}
+
+void describeEnumerators( Writer & writer, std::vector< Enumerator > const & all );
+
+/// Writes the members of a description that tell of a type: its name; the names of an enumeration; of a record of
+/// values its fields, each with its type and default.
+template< class V >
+void describeType( Writer & writer ) {
+   writer.Key( "type" );
+   writeText( writer, typeText< V >() );
+   if constexpr( std::is_enum_v< V > ) {
+      describeEnumerators( writer, enumeratorsOf< V >() );
+   } else if constexpr( Lum::ValueRecord< V > ) {
+      writer.Key( "fields" );
+      writer.StartObject();
+      Lum::forEachAttribute< V >( [ & ]( auto field ) {
+         if( field.isKey ) return;
+         writer.Key( field.name );
+         writer.StartObject();
+         describeType< typename decltype( field )::Value >( writer );
+         writer.Key( "default" );
+         writeValue( writer, field.initial() );
+         writer.EndObject();
+      } );
+      writer.EndObject();
+   }
 }
 
 } // namespace Host

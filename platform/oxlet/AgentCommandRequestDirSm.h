@@ -9,6 +9,8 @@ namespace Oxlet {
 /// The commands of an agent.
 class AgentCommandRequestDirSm : public Lum::PtrInterface {
  public:
+   /// All of them, by name.
+   auto const & agentCommandCallback() const { return callback_; }
    /// The command of that name, null when there is none.
    Lum::Ptr< AgentCommandCallback > agentCommandCallback( Lum::Name const & name ) const {
       auto const found = callback_.find( name );

@@ -16,6 +16,14 @@ class Client : public testing::Test {
       auto const answer = Host::parsed( ask( "{\"get\": \"" + pointer + "\"}" ) );
       return answer.HasMember( "value" ) ? text( answer[ "value" ] ) : answer[ "error" ][ "reason" ].GetString();
    }
+   /// The feature up, with its range of service VNIs.
+   std::string enable( std::string const & range ) {
+      write( "/hub/topology/version3/global/status/convergenceStatus", "{}" );
+      return write( "/state", R"({"controller": {"status": {"enabled": true},
+         "cluster": {"statusDir": {"clusterStatus": {"default": {"leader": true}}}}},
+         "kiv": {"config": {"vniRange": ")"
+                                 + range + R"(", "enabled": true}}})" );
+   }
    /// The documents of the watch lines since the last call.
    std::vector< std::string > told() { return std::exchange( lines, {} ); }
 

@@ -68,6 +68,12 @@ TEST( Kivd, EndsWithAStatus ) {
    }
 }
 
+TEST( Kivd, HelpNamesTheRequests ) {
+   auto const [ output, status ] = run( "$kivd --help" );
+   EXPECT_EQ( status, 0 );
+   EXPECT_NE( output.find( "\n  watch     from now on tells each write" ), output.npos ) << output;
+}
+
 TEST( Kivd, EndsWellAtASignal ) {
    std::string const moment = "ask {}; answer; ";
    std::string const fill =

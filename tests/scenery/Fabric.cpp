@@ -105,7 +105,8 @@ void Fabric::source( std::string const & name, bool converged ) {
 void Fabric::group( std::string const & name, std::vector< std::string > const & hosts, std::string const & near,
                     std::string const & far, std::string const & source ) {
    std::string flows;
-   for( auto const & ip : hosts ) flows += ( flows.empty() ? "" : ", " ) + quoted( ip + "/32" ) + ": {}";
+   for( auto const & ip : std::set( hosts.begin(), hosts.end() ) ) // each once, as an object has its keys
+      flows += ( flows.empty() ? "" : ", " ) + quoted( ip + "/32" ) + ": {}";
    patch( "/state/kiv/servicePolicyConfig/" + source + "/servicePolicy/" + name,
           "{\"policyName\": {" + quoted( "rule of " + name ) + ": true}, \"nearIntfUuid\": " + quoted( near )
              + ", \"farIntfUuid\": " + quoted( far ) + ", \"interceptFlow\": {" + flows + "}}" );
