@@ -101,7 +101,7 @@ class VniOfGroup {
    }
 
    Convergence convergenceOf( Lum::Ptr< V1::ServicePolicyFragmentStatus const > const & report ) const {
-      if( !report ) return Convergence::open;
+      if( !report || report->originalVni() != originalVni_ ) return Convergence::open;
       bool const counts = report->serviceVni().isNone() || report->serviceVni() == serviceVni_;
       auto const ingress = report->flowStatus( "ServiceVtepIngress" );
       auto const egress = report->flowStatus( "ServiceVtepEgress" );
@@ -113,9 +113,8 @@ class VniOfGroup {
 
    bool mustDivert() const { return convergence_ == Convergence::converged; }
    bool mayDivert() const {
-      return convergence_ != Convergence::refused || standing_.kivAgentConfig->retainInterceptFlows() || anyDiverted();
+      return convergence_ != Convergence::refused || standing_.kivAgentConfig->retainInterceptFlows();
    }
-   // When `retainInterceptFlows` is taken back, what it has kept stays until the next report.
    bool anyDiverted() const {
       return std::any_of( hosts_.begin(), hosts_.end(), []( auto const & host ) { return host.diverted; } );
    }

@@ -125,6 +125,16 @@ String machineKey( T const & machine ) {
    }
 }
 
+/// Runs every reaction of the machine, and of all below it, once more. Handlers read the present state and assume
+/// nothing of what changed, so at rest this writes nothing: a check of that promise.
+template< class T >
+void repeatReactions( T & machine ) {
+   KeepAlive const alive( &machine );
+   forEachAttribute< T >( [ & ]( auto attribute ) {
+      if constexpr( requires { attribute.repeat( machine ); } ) attribute.repeat( machine );
+   } );
+}
+
 /// Raises NameInUseException unless the arguments equal those that `machine` was made with.
 template< class T, class... Args >
 void checkArguments( T const & machine, Args const &... args ) {
@@ -412,6 +422,7 @@ class MachineSlot {
       }                                                                                                                \
       static void activeIs( Owner & owner, bool active ) { owner.attribute##Reactor_.activeIs( active ); }             \
       static void zombieIs( Owner & owner, bool zombie ) { owner.attribute##Reactor_.zombieIs( zombie ); }             \
+      static void repeat( Owner & owner ) { owner.attribute##Reactor_.repeat(); }                                      \
    };                                                                                                                  \
                                                                                                                        \
  private:                                                                                                              \
@@ -489,6 +500,9 @@ class MachineSlot {
       static void activeIs( Owner & owner, bool active ) {                                                             \
          if( owner.attribute() ) owner.attribute()->hasNotificationActiveIs( active );                                 \
       }                                                                                                                \
+      static void repeat( Owner & owner ) {                                                                            \
+         if( auto const machine = owner.attribute() ) Lum::repeatReactions( *machine );                                \
+      }                                                                                                                \
    };                                                                                                                  \
                                                                                                                        \
  private:                                                                                                              \
@@ -516,6 +530,9 @@ class MachineSlot {
    LUM_DESCRIBE_MACHINE_( attribute, Lum::Form::machines )                                                             \
    static void activeIs( Owner & owner, bool active ) {                                                                \
       for( auto const & [ key, machine ] : owner.attribute##_ ) machine->hasNotificationActiveIs( active );            \
+   }                                                                                                                   \
+   static void repeat( Owner & owner ) {                                                                               \
+      for( auto const & [ key, machine ] : owner.attribute##_ ) Lum::repeatReactions( *machine );                      \
    }
 
 /// Child machines by key. The key is the machine's first constructor argument; with LUM_SMS_KEYED it is none.

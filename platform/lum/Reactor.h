@@ -58,6 +58,11 @@ class Reactor final : public NotifieeConst {
    /// Whether there has been a notifier.
    bool bound() const { return bound_; }
 
+   /// Runs all handlers once more, as if the notifier had been replaced by itself.
+   void repeat() {
+      if( notifier_ ) callAllKeys();
+   }
+
    void zombieIs( bool zombie ) {
       zombie_ = zombie;
       reconnect();

@@ -109,8 +109,8 @@ void TraceFacility::ringLevelsIs( std::uint32_t mask ) {
 void TraceFacility::lineIs( Line const & line ) {
    if( facility().sink ) return facility().sink( facility().context, line );
    std::string const indentation( std::size_t( 3 ) * Visit::depth(), ' ' );
-   std::string const text = textOf( indentation, line.handle, " ", static_cast< unsigned >( line.level ), " ", line.file, ":",
-                                    line.line, " ", line.function, ": ", line.text, "\n" );
+   std::string const text = textOf( indentation, line.handle, " ", static_cast< unsigned >( line.level ), " ",
+                                    line.file, ":", line.line, " ", line.function, ": ", line.text, "\n" );
    std::fwrite( text.data(), 1, text.size(), stderr );
 }
 

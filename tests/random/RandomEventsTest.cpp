@@ -1,5 +1,6 @@
 // Random but valid events, one behind the other, against the running agent: nothing may stop it, and after each of them
-// what it publishes must be what is wanted. KIV_SEED and KIV_EVENTS choose another run, for example KIV_EVENTS=100000.
+// what it publishes must be what is wanted. KIV_SEED and KIV_EVENTS choose another run, for example KIV_EVENTS=100000;
+// KIV_SHOW prints the requests.
 #include "tests/scenery/Fabric.h"
 
 #include <cstdlib>
@@ -26,6 +27,7 @@ class World {
       fabric_.start();
       fabric_.enable();
       fabric_.set( "flowRemovalTriggerLimit", "65535" );
+      fabric_.set( "retainInterceptFlows", chance( 3 ) ? "true" : "false" ); // for life: what it kept outlives it
    }
 
    Fabric & fabric() { return fabric_; }
@@ -183,7 +185,7 @@ class World {
    void switchGoes() { fabric_.patch( statusPath( letter() ), "null" ); }
    void settingChanges() {
       static char const * const ranges[] = { "\"20000-20099\"", "\"300-302\"", "\"300\"", "\"\"", "\"3-5,400\"" };
-      switch( below( 5 ) ) {
+      switch( below( 4 ) ) {
       case 0:
          fabric_.set( "enabled", chance( 3 ) ? "false" : "true" );
          break;
@@ -191,9 +193,6 @@ class World {
          fabric_.set( "vniRange", ranges[ below( std::size( ranges ) ) ] );
          break;
       case 2:
-         fabric_.set( "retainInterceptFlows", chance( 2 ) ? "true" : "false" );
-         break;
-      case 3:
          fabric_.set( "staleHostThreshold", std::to_string( below( 4 ) ) );
          break;
       default:

@@ -63,7 +63,7 @@ class Fabric {
 
    /// What is published is what is wanted, with every field, port and cookie.
    void expectAsWanted();
-   /// All is computed once more: what is published must not change.
+   /// Every handler of every machine runs once more: none may write to the hubstore.
    void expectRepeatChangesNothing();
 
    /// Sends a request; a refusal fails the test.
@@ -80,6 +80,7 @@ class Fabric {
 
    boost::asio::io_context loop_;
    std::vector< std::string > journal_;
+   std::vector< std::string > hubWrites_;                 // every one, as it was told
    std::set< std::pair< char, std::string > > withdrawn_; // since the switch answered last
    Host::Session session_;
 };
