@@ -1,9 +1,9 @@
 // kivd: the agent host. It holds the embedded databases, makes the agent and serves the state interface.
 // Exit status: 0 at the end of input, a quit request, SIGINT or SIGTERM; 1 when the input could not be read or an
 // answer not be written; 2 when the call is wrong or a document is bad.
+#include "host/KivdOptions.h"
 #include "host/Stdio.h"
 
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
@@ -11,13 +11,6 @@
 #include <unistd.h>
 
 namespace {
-
-struct Options {
-   bool stdio = false;
-   bool noStart = false;
-   std::string clock = "real";
-   std::vector< std::string > files;
-};
 
 /// What keeps the program from serving.
 struct BadStart : std::runtime_error {
@@ -57,7 +50,7 @@ void load( Host::Session & session, std::string const & file, std::string docume
    }
 }
 
-void serve( Options const & options ) {
+void serve( Host::KivdOptions const & options ) {
    using Clock = Host::Session::Clock;
    std::vector< std::string > documents;
    for( auto const & file : options.files ) documents.push_back( contentsOf( file ) );
@@ -79,24 +72,8 @@ int fail( int status, std::exception const & fault ) {
 } // namespace
 
 int main( int argc, char ** argv ) {
-   CLI::App app( "Hosts the agent: its databases, its clock and the state interface, one JSON request a line." );
-   Options options;
-   app.add_flag( "--stdio", options.stdio, "serve standard input and output" )->required();
-   app.add_option( "--load", options.files, "a document to apply before the agent starts; may be repeated" )
-      ->type_name( "FILE" )
-      ->allow_extra_args( false );
-   app.add_flag( "--no-start", options.noStart, "wait for a start request" );
-   app.add_option( "--clock", options.clock, "the clock (default: real)" )
-      ->check( CLI::IsMember( { "virtual", "real" } ) );
-   app.footer( "Requests, one JSON object a line; {\"help\": true} gives an example of each:\n"
-               + Host::Session::requestList() );
-   app.set_version_flag( "--version", "kivd " KIV_VERSION );
-   app.failure_message( CLI::FailureMessage::help ); // with what is allowed
-   try {
-      app.parse( argc, argv );
-   } catch( CLI::ParseError const & error ) {
-      return app.exit( error ) == 0 ? 0 : 2;
-   }
+   Host::KivdOptions options;
+   if( auto const status = Host::readOptions( argc, argv, Host::Session::requestList(), options ) ) return *status;
    try {
       needStreams();
       prepareSignals();
