@@ -30,16 +30,10 @@ class Walked;
 template< class Table >
 class Cursor {
  public:
-// Optimising, g++ 12 warns of a cursor's address that stays behind in the list. The destructor takes it off again.
-#pragma GCC diagnostic push
-#ifndef __clang__
-#pragma GCC diagnostic ignored "-Wdangling-pointer"
-#endif
    Cursor( Table & table, typename Table::Node * node ) : table_( &table ), node_( node ), next_( walked().cursors_ ) {
       if( next_ ) next_->previous_ = this;
       walked().cursors_ = this;
    }
-#pragma GCC diagnostic pop
    Cursor( Cursor const & ) = delete;
    Cursor & operator=( Cursor const & ) = delete;
    ~Cursor() {
