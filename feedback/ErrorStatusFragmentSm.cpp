@@ -26,7 +26,7 @@ bool isInsideIngressFlow( Lum::String const & flowName ) {
    return flowName.view().find( PolicyFlowName::insideVtepIngress ) != std::string_view::npos;
 }
 
-// This runs while the owner is being made, and is the one look at the reports that were there before.
+// This runs while the owner is being made.
 void FragmentSm::handleInitialized() {
    initializedIs( true );
    handleFlowStatus();
@@ -77,8 +77,9 @@ void FragmentSm::checkAndUpdateFlowConvergence( Lum::String flowName, Running co
    }
 }
 
-// What is said of another service VNI is as good as nothing said.
+// What is said of another service VNI is as good as nothing said; so is what is said before the VNI that it is about.
 void FragmentSm::updateFlowConvergence( Running const & running, Lum::String switchId ) {
+   if( fragment()->originalVni().isNone() ) return;
    if( counts( *running ) ) {
       setFlowConvergence( running, switchId, areAllSVtepFlowsProgrammed() );
    } else if( auto const record = running->fragmentRunningInfo( fragment()->originalVni() ) ) {

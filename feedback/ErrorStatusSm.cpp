@@ -79,10 +79,10 @@ void ErrorStatusSm::GroupSm::weigh( Lum::String const & switchId, Vxlan::VniOrNo
    auto const reports = parent()->errorStatusPerVtepSm( Harbor::systemIdFromString( switchId ).stringValue() );
    auto const report = reports ? reports->fragment( fragmentNameOf( running()->name(), originalVni ) ) : nullptr;
    if( report && report->weigh( running() ) ) return;
-   // What it said while it was no service VTEP, and has taken back since, counts no more.
-   if( auto const record = running()->fragmentRunningInfo( originalVni ) ) {
-      record->serviceVtepFlowConvergedDel( switchId );
-   }
+   // What it said while it was no service VTEP, and has taken back since, counts no more. A standing no says nothing
+   // new.
+   auto const record = running()->fragmentRunningInfo( originalVni );
+   if( record && record->serviceVtepFlowConverged( switchId ) ) record->serviceVtepFlowConvergedDel( switchId );
 }
 
 // A host may join its group after the report of its flow, and leave it before the flow goes.

@@ -1,7 +1,7 @@
 // What the switches say of their flows. Each switch reports whether a flow of a fragment is programmed; from the
 // reports come, in the running info,
 //  - the convergence of a service VTEP for an original VNI: both of its service flows are programmed;
-//  - the present flag of an intercepted host: some switch has programmed the host's ingress flow;
+//  - the present flag of an intercepted host: some switch has programmed the host's ingress flow in that fragment;
 // and an operator log message for every report of a rejected flow. Nothing else is done about a rejection: the switch
 // decides when to try again.
 //

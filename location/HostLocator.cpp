@@ -117,10 +117,11 @@ void L2StatusSm::follow( Neroli::EthAddr mac, Lum::Ptr< HostInfo > info ) {
    othersAre( mac, others );
    macToIpIs( mac, ip );
    ipToMacIs( ip, mac );
-   auto const locator = vtepLocatorSm( mac );
-   if( locator && locator->hostInfo() != info )
-      vtepLocatorSmDel( mac, Lum::withoutEnd ); // the other address stays where it is
-   vtepLocatorSmIs( mac, vniFdbStatus(), policyHelperInfo(), info );
+   auto const old = vtepLocatorSm( mac );
+   if( old && old->hostInfo() != info ) vtepLocatorSmDel( mac, Lum::withoutEnd ); // its address stays where it is
+   auto const locator = vtepLocatorSmIs( mac, vniFdbStatus(), policyHelperInfo(), info );
+   // What is known of a MAC that has vanished from the table does not go with a locator.
+   if( old && locator->latestVtepIp().isUnset() ) locator->latestVtepIpIs( old->latestVtepIp() );
    if( before && info->switchPair().members() == 0 ) info->switchPairIs( before->switchPair() );
 }
 

@@ -42,7 +42,7 @@ class VtepStatusDirSm : public Lum::PtrInterface {
    void cleanup() { vtepStatusV2DelAll(); }
 };
 
-/// All switches. A machine that is merely dropped leaves the maps as they are.
+/// All switches. At its end it leaves the maps as they are; the next one takes the switches off that went in between.
 class VtepStatusRootSm : public Lum::PtrInterface {
    LUM_MACHINE( VtepStatusRootSm );
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
@@ -54,6 +54,9 @@ class VtepStatusRootSm : public Lum::PtrInterface {
    void handleInitialized();
    LUM_ALL_KEYS( handleVtepEntry, vtepStatusBaseDir, entityPtr );
    void handleVtepEntry( Lum::Name name );
+
+ private:
+   void removeGoneSwitches();
 };
 
 inline constexpr Lum::Factory< VtepStatusRootSm > vtepStatusRootSmFactory;

@@ -60,8 +60,10 @@ void VniFdbStatusDirSm::age( StaleHost & stale ) {
    auto const key = stale.ipVniPair();
    auto const info = policyHelperInfo()->ipToPolicy( key.ip );
    auto const serviceVni = serviceVniOf( stale.policyName(), key.vni );
-   if( !info || serviceVni.isNone() || info->mac() != stale.mac() || stale.serviceVni() != serviceVni ) {
-      staleHostDel( key ); // it no longer describes this host
+   bool const describes = info && info->vni() == key.vni && info->policy() == stale.policyName()
+                          && info->mac() == stale.mac() && stale.serviceVni() == serviceVni;
+   if( !describes || serviceVni.isNone() ) {
+      staleHostDel( key ); // not this host, or not any more: a grant may outlive the host's stay in the VNI
       return;
    }
    auto const tables = tablesOf( serviceVni );

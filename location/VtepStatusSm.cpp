@@ -10,7 +10,25 @@ namespace Kiv {
 void VtepStatusRootSm::handleInitialized() {
    TRACE8( trace() );
    initializedIs( true );
+   removeGoneSwitches();
    handleVtepEntry();
+}
+
+// Those that went while nobody watched would keep their pairs, and a successor would be refused as a third switch.
+void VtepStatusRootSm::removeGoneSwitches() {
+   for( auto const & [ ip, pair ] : policyHelperInfo()->vtepIpToSwitchPair() ) {
+      auto rest = pair;
+      for( auto const & member : { pair.first(), pair.second() } ) {
+         bool const there =
+            vtepStatusBaseDir()->entityPtr( Harbor::systemIdFromString( member ).stringValue() ) != nullptr;
+         if( !member.empty() && !there ) rest = removeSwitchFromSwitchPair( rest, member );
+      }
+      if( rest.members() == 0 ) {
+         policyHelperInfo()->vtepIpToSwitchPairDel( ip );
+      } else {
+         policyHelperInfo()->vtepIpToSwitchPairIs( ip, rest );
+      }
+   }
 }
 
 void VtepStatusRootSm::handleVtepEntry( Lum::Name name ) {

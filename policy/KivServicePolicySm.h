@@ -227,6 +227,7 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
    void handleServiceIntf();
 
    void addInterceptFlow( Neroli::IpGenAddr ip );
+   bool isNamed( Neroli::IpGenAddr ip ) const;
    void removeInterceptFlow( Neroli::IpGenAddr ip );
    void updateAndProcessHostInfo( Neroli::IpGenAddr ip );
    void grantServiceVni( Vxlan::VniOrNone vni, Vxlan::VniOrNone serviceVni );

@@ -79,8 +79,10 @@ void ServicePolicyBrainSm::handleServiceIntf() {
 
 bool ServicePolicyBrainSm::maybeDeleteServiceVtep( Lum::String switchId ) {
    TRACE8( trace(), " Policy: ", name(), " Switch: ", switchId );
+   // Whether or not the group stands in the UUID's list yet: a new UUID gets there after the ports of the old one have
+   // gone.
    auto const hasPort = [ & ]( Lum::String const & uuid ) {
-      return policyHelperInfo()->intfUuidToPolicy( uuid ) && parent()->isSwitchIdPartOfIntfSet( uuid, switchId );
+      return parent()->isSwitchIdPartOfIntfSet( uuid, switchId );
    };
    bool const stays = hasPort( servicePolicy()->nearIntfUuid() ) || hasPort( servicePolicy()->farIntfUuid() );
    if( !stays ) {

@@ -57,9 +57,18 @@ void ServicePolicyBrainSm::handleInterceptFlow( Neroli::IpGenAddrWithMask key ) 
    TRACE8( trace(), "ip: ", key );
    if( servicePolicy()->interceptFlow( key ) != InterceptFlowInfo() ) {
       addInterceptFlow( key.address() );
-   } else {
+   } else if( !isNamed( key.address() ) ) {
       removeInterceptFlow( key.address() );
    }
+}
+
+// By a key of whatever mask.
+bool ServicePolicyBrainSm::isNamed( Neroli::IpGenAddr ip ) const {
+   for( unsigned length = 0; length <= ip.bits(); ++length ) {
+      Neroli::IpGenAddrWithMask const key( ip, length );
+      if( servicePolicy()->interceptFlow( key ) != InterceptFlowInfo() ) return true;
+   }
+   return false;
 }
 
 void ServicePolicyBrainSm::addInterceptFlow( Neroli::IpGenAddr ip ) {
@@ -230,11 +239,11 @@ void ServicePolicyBrainSm::takeUp() {
 void ServicePolicyBrainSm::fallBack() {
    for( auto const & [ vni, machine ] : policyPerVniSm() ) machine->cleanup();
    policyRunningInfo()->policyStateIs( State::policyPending );
-   // The UUIDs are compared with the group's name and not with the owner, and it is meant: a group that has lost a port
-   // or its last service VNI keeps its claim and does not hand its interfaces to a waiting group.
    auto const near = policyRunningInfo()->nearIntfUuid();
    auto const far = policyRunningInfo()->farIntfUuid();
-   // A set that bears the group's name may be another group's.
+   // Only a set that bears the group's name is given back, and it is meant: a group that has lost a port or its last
+   // service VNI keeps its claim and does not hand its interfaces to a waiting group. Such a set may be another
+   // group's.
    for( auto const & uuid : { far, near } ) {
       if( uuid == name() && policyHelperInfo()->intfUuidToOwnerPolicy( uuid ) == name() ) {
          policyHelperInfo()->intfUuidToOwnerPolicyDel( uuid );

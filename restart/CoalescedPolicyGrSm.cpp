@@ -94,8 +94,10 @@ void CoalescedPolicyGrSm::LumFragment::restoreHost( PolicyRunningInfo & running,
    auto const host = running.hostInfoIs( ip );
    host->stateIs( PolicyRunningState::policyRestored );
    host->macIs( cookie.mac );
-   host->originalVniIs( fragment()->originalVni() );
-   host->serviceVniIs( fragment()->serviceVni() );
+   // A switch that has not learnt the VNIs yet takes nothing from what another one reported.
+   bool const known = !fragment()->originalVni().isNone();
+   if( known ) host->originalVniIs( fragment()->originalVni() );
+   if( !fragment()->serviceVni().isNone() ) host->serviceVniIs( fragment()->serviceVni() );
    // A host behind an MLAG pair ends with both switches.
    auto const pair = addSwitchToSwitchPair( host->insideVtepSwitchPair(), switchIdFromSystemId( parent()->name() ) );
    host->insideVtepSwitchPairIs( pair );
@@ -103,7 +105,7 @@ void CoalescedPolicyGrSm::LumFragment::restoreHost( PolicyRunningInfo & running,
    info->allPolicyIs( running.name(), true );
    info->policyIs( running.name() );
    info->macIs( cookie.mac );
-   info->vniIs( fragment()->originalVni() );
+   if( known ) info->vniIs( fragment()->originalVni() );
    info->switchPairIs( pair );
 }
 

@@ -47,8 +47,8 @@ class CoalescedPolicyGrSm : public Lum::PtrInterface {
       LUM_PARENT( parent, LumPolicy );
       LUM_NO_END;
 
-      LUM_LOCAL( initialized, bool );                    // nothing reads these two: the cookie alone tells
-      LUM_LOCAL( previousServiceVni, Vxlan::VniOrNone ); // what a fragment was
+      LUM_LOCAL( initialized, bool );                    // nothing reads it: the machine acts once, at its start
+      LUM_LOCAL( previousServiceVni, Vxlan::VniOrNone ); // nothing sets it: a report tells the present one only
 
       void handleInitialized() { handleGrCookie(); }
       void handleGrCookie();

@@ -90,7 +90,7 @@ class Config : public Lum::Entity {
 class Status : public Lum::Entity {
    LUM_ENTITY( Status, name, Lum::Name );
    RECORD_WRITER( "agent" );
-   LUM_VALUE( running, bool ); // the feature runs: all that it needs is there; written by RootSm
+   LUM_VALUE( running, bool ); // the feature is enabled, also while it waits for topology and sources; by RootSm
 };
 
 } // namespace Kiv

@@ -44,14 +44,14 @@ std::ostream & operator<<( std::ostream & out, PolicyRunningState state );
 class HostRunningInfo : public Lum::Entity {
    LUM_ENTITY( HostRunningInfo, ip, Neroli::IpGenAddr );
    LUM_VALUE( mac, Neroli::EthAddr );               // as learnt; all zero: not yet. Written by ServicePolicyPerVniSm
-   LUM_VALUE( insideVtepSwitchPair, SwitchPair );   // whose flows the host has; empty: none. ServicePolicyPerVniSm
+   LUM_VALUE( insideVtepSwitchPair, SwitchPair );   // where it was placed last; empty: nowhere. ServicePolicyPerVniSm
    LUM_VALUE( originalVni, Vxlan::VniOrNone );      // where it was learnt; none: not yet. ServicePolicyPerVniSm
    LUM_VALUE( originalVniSeen, bool );              // shown to the operator, who may note it; no machine knows it
    LUM_VALUE( serviceVniSeen, bool );               // likewise
    LUM_VALUE( state, PolicyRunningState );          // pending at first. ServicePolicyBrainSm, ServicePolicyPerVniSm
    LUM_VALUE( serviceVni, Vxlan::VniOrNone );       // of the original VNI; none: not granted. ServicePolicyPerVniSm
    LUM_VALUE( moveCountByVtep, std::uint32_t );     // its moves as the VTEPs count them; 0: none reported. MacMoveSm
-   LUM_VALUE( insideVtepIngressFlowPresent, bool ); // the inside VTEP has installed its ingress flow. ErrorStatusSm
+   LUM_VALUE( insideVtepIngressFlowPresent, bool ); // some switch has programmed its ingress flow. ErrorStatusSm
    ATTRIBUTE_WRITER( originalVniSeen, "operator" );
    ATTRIBUTE_WRITER( serviceVniSeen, "operator" );
 };
@@ -59,8 +59,8 @@ class HostRunningInfo : public Lum::Entity {
 /// One original VNI of a group.
 class FragmentRunningInfo : public Lum::Entity {
    LUM_ENTITY( FragmentRunningInfo, originalVni, Vxlan::VniOrNone );
-   /// By service VTEP: all flows of this VNI are programmed; false where one is not, absent where none was reported.
-   /// Written by ErrorStatusSm; ServicePolicyBrainSm removes switches that serve no more.
+   /// By service VTEP: both service flows of this VNI are programmed; false where one is not, absent where none was
+   /// reported. Written by ErrorStatusSm; ServicePolicyBrainSm removes switches that serve no more.
    LUM_VALUES( serviceVtepFlowConverged, Lum::String, bool );
 };
 

@@ -3,6 +3,7 @@
 
 #include "platform/lum/Hash.h"
 #include "platform/lum/Strep.h"
+#include "platform/neroli/EthAddr.h"
 
 #include <optional>
 #include <tuple>
@@ -16,12 +17,15 @@ class SwitchIntfPair {
    SwitchIntfPair( Lum::String switchId, Lum::String intf )
       : switchId_( std::move( switchId ) ), intf_( std::move( intf ) ) {}
 
-   /// "02:00:00:00:00:0a/Ethernet1/1", cut at the first "/": interface names hold more of them, switch ids none.
-   /// Nothing for a text without a "/" or with nothing on one side of it.
+   /// "02:00:00:00:00:0a/Ethernet1/1", cut at the first "/": interface names hold more of them, switch ids none. A MAC
+   /// in another spelling is the same switch; a foreign id stays as it is. Nothing for a text without a "/" or with
+   /// nothing on one side of it.
    static std::optional< SwitchIntfPair > parse( std::string_view text ) {
       std::size_t const slash = text.find( '/' );
       if( slash == 0 || slash >= text.size() - 1 ) return std::nullopt;
-      return SwitchIntfPair( text.substr( 0, slash ), text.substr( slash + 1 ) );
+      auto const mac = Neroli::EthAddr::parse( text.substr( 0, slash ) );
+      return SwitchIntfPair( mac ? mac->stringValue() : Lum::String( text.substr( 0, slash ) ),
+                             text.substr( slash + 1 ) );
    }
 
    Lum::String const & switchId() const { return switchId_; }

@@ -102,3 +102,50 @@ TEST_F( Redirect, ADeletedRunningRecordIsWrittenAnew ) {
    fabric.patch( groups + "web/interceptFlow/10.0.0.1~132", "null" );
    EXPECT_EQ( fabric.get( record ), "" ) << "the host left: the record goes";
 }
+
+TEST_F( Redirect, AnAddressIsNamedByAKeyOfWhateverMask ) {
+   redirect();
+   auto const flows = groups + "web/interceptFlow/10.0.0.1~1";
+   fabric.patch( flows + "24", "{}" );
+   fabric.patch( flows + "24", "null" );
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) ) << "it is still named";
+   fabric.patch( flows + "32", "null" );
+   EXPECT_TRUE( fabric.published().empty() );
+}
+
+TEST_F( Redirect, ASwitchMayBeSpeltInEitherForm ) {
+   for( char const * uuid : { "n2", "f2" } ) {
+      fabric.patch( intfSets + uuid + "/intf/02-00-00-00-00-0E~1" + uuid, R"({"allowedVlan": {"100": true}})" );
+   }
+   fabric.group( "web", { "10.0.0.1" }, "n2", "f2" );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'E' ), bothFlows( { "10.0.0.1" } ) );
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+   fabric.restart();
+   EXPECT_EQ( fabric.flows( 'E' ), bothFlows( { "10.0.0.1" } ) );
+}
+
+// A switch is drained and replaced while the feature is off, or while another controller leads.
+TEST_F( Redirect, ASuccessorTakesThePlaceOfASwitchThatWentMeanwhile ) {
+   fabric.vtep( 'D', "192.0.2.2" ); // a pair with "C"
+   redirect();
+   fabric.set( "enabled", "false" );
+   fabric.patch( "/hub/vxlan/version2/vtepStatusDir/switch/" + Fabric::id( 'D', '-' ), "null" );
+   fabric.vtep( 'E', "192.0.2.2" );
+   fabric.switchesAnswer();
+   fabric.set( "enabled", "true" );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'E' ), insideFlows( { "10.0.0.1" } ) );
+   EXPECT_EQ( fabric.flows( 'D' ), std::set< std::string >() );
+}
+
+// The service side of a switch that has ports on both sides of a corrected UUID is not touched.
+TEST_F( Redirect, ACorrectedUuidTakesNoServiceVtepAway ) {
+   redirect();
+   fabric.port( "n2", 'A' );
+   fabric.port( "n2", 'B' );
+   fabric.unplug( "far", 'A' );
+   fabric.journal();
+   fabric.patch( groups + "web/nearIntfUuid", "\"n2\"" );
+   EXPECT_EQ( fabric.journal(), std::vector< std::string >() );
+}
