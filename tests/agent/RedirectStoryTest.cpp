@@ -47,7 +47,9 @@ TEST_F( Redirect, AGroupIsPendingUntilItHasAllItNeeds ) {
    fabric.group( "shop", { "10.0.0.2" } );
    fabric.host( "10.0.0.2", shop, 'D' );
    EXPECT_EQ( fabric.stateOf( "shop" ), "\"policyPending\"" ) << "the UUIDs are owned";
-   fabric.group( "same", { "10.0.0.3" }, "near", "near" );
+   fabric.host( "10.0.0.3", "02:00:aa:00:00:03", 'D' );
+   fabric.port( "both", 'E' );
+   fabric.group( "same", { "10.0.0.3" }, "both", "both" );
    EXPECT_EQ( fabric.stateOf( "same" ), "\"policyPending\"" );
    fabric.group( "nowhere", { "10.0.0.9" }, "n2", "f2" );
    fabric.port( "n2", 'E' );
@@ -134,13 +136,22 @@ TEST_F( Redirect, AHostThatIsNotSeenAgesOut ) {
 TEST_F( Redirect, AQuietVniLosesItsServiceFlows ) {
    redirect();
    fabric.set( "flowRemovalTriggerLimit", "2" );
-   for( char letter : { 'A', 'B', 'C' } ) { // no switch holds the host's flow any more
-      fabric.patch( reports + Fabric::id( letter, '-' )
-                       + "/policyFragment/web-5010/flowStatus/InsideVtepIngress-10.0.0.1",
-                    "null" );
-   }
+   auto const quieten = [ & ] { // no switch holds the host's flow any more
+      for( char letter : { 'A', 'B', 'C' } ) {
+         fabric.patch( reports + Fabric::id( letter, '-' )
+                          + "/policyFragment/web-5010/flowStatus/InsideVtepIngress-10.0.0.1",
+                       "null" );
+      }
+   };
+   fabric.advance( 90 );
+   EXPECT_EQ( fabric.flows( 'A' ), bothFlows( { "10.0.0.1" } ) ) << "one host keeps the VNI from being quiet";
+   quieten();
    fabric.advance( 30 );
-   EXPECT_EQ( fabric.flows( 'A' ), bothFlows( { "10.0.0.1" } ) );
+   fabric.switchesAnswer();
+   fabric.advance( 30 );
+   quieten();
+   fabric.advance( 30 );
+   EXPECT_EQ( fabric.flows( 'A' ), bothFlows( { "10.0.0.1" } ) ) << "a host that is back begins the count anew";
    fabric.advance( 30 );
    EXPECT_EQ( fabric.flows( 'A' ), insideFlows( { "10.0.0.1" } ) );
 }

@@ -174,20 +174,30 @@ TEST( Restart, NeighboursKeepTheirFlows ) {
 
 // A service VTEP that has not reported keeps the hosts from new flows, but those that they have are theirs.
 TEST( Restart, HostsOfAnUnconvergedGroupCanMoveAndGo ) {
-   Fabric fabric;
-   build( fabric );
-   fabric.host( "10.0.0.2", "02:00:aa:00:00:02", 'D' );
-   fabric.group( "web", { "10.0.0.2" } );
-   fabric.switchesAnswer();
-   fabric.port( "near", 'E' ); // silent
-   fabric.restart();
-   EXPECT_EQ( fabric.flows( 'D' ), insideFlows( { "10.0.0.2" } ) );
-   fabric.patch( "/state/kiv/servicePolicyConfig/site/servicePolicy/web/interceptFlow/10.0.0.2~132", "null" );
-   EXPECT_EQ( fabric.flows( 'A' ), bothFlows( { "10.0.0.1" } ) );
-   fabric.host( "10.0.0.1", web, 'D', 5010, 2 );
-   fabric.switchesAnswer();
-   EXPECT_EQ( fabric.flows( 'C' ), std::set< std::string >() );
-   EXPECT_EQ( fabric.flows( 'D' ), insideFlows( { "10.0.0.1" } ) );
+   Fabric before;
+   build( before );
+   before.host( "10.0.0.2", "02:00:aa:00:00:02", 'D' );
+   before.group( "web", { "10.0.0.2" } );
+   before.switchesAnswer();
+   for( bool const joins : { true, false } ) {
+      SCOPED_TRACE( joins ? "it is a new one" : "it remembers what it was, and has nothing programmed yet" );
+      Fabric after;
+      after.patch( "/state", before.get( "/state" ) );
+      after.patch( "/hub", before.get( "/hub" ) );
+      if( joins ) {
+         after.port( "near", 'E' );
+      } else {
+         after.patch( status + Fabric::id( 'B', '-' ) + "/policyFragment/web-5010/flowStatus", "null" );
+      }
+      after.start();
+      EXPECT_EQ( after.flows( 'D' ), insideFlows( { "10.0.0.2" } ) );
+      after.patch( "/state/kiv/servicePolicyConfig/site/servicePolicy/web/interceptFlow/10.0.0.2~132", "null" );
+      EXPECT_EQ( after.flows( 'A' ), bothFlows( { "10.0.0.1" } ) );
+      after.host( "10.0.0.1", web, 'D', 5010, 2 );
+      after.switchesAnswer();
+      EXPECT_EQ( after.flows( 'C' ), std::set< std::string >() );
+      EXPECT_EQ( after.flows( 'D' ), insideFlows( { "10.0.0.1" } ) );
+   }
 }
 
 TEST( Restart, TheMajorityOfTheSwitchesKeepsTheServiceVni ) {

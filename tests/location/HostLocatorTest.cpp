@@ -101,8 +101,11 @@ TEST( HostLocator, TheAddressesOfAMacShareItsPlace ) {
    placesAre( { "100 2 none", "100 1 d", "" } );
    it.bind( ips[ 0 ], mac1 );
    placesAre( { "100 1 d", "100 1 d", "" } );
+   it.tables( 100 )->macVtepTableDel( mac1 ); // an address that comes now is where the others are
+   it.intercept( ips[ 2 ] );
+   placesAre( { "100 1 d", "100 1 d", "100 1 d" } );
    it.dir->entityPtrDel( "100" );
-   placesAre( { "none 0 none", "none 0 none", "" } );
+   placesAre( { "none 0 none", "none 0 none", "none 0 none" } );
    EXPECT_EQ( it.held(), 0u );
 }
 
@@ -148,8 +151,9 @@ TEST( HostLocator, OneVniAtATimeFollowsAHost ) {
    auto const host = it.intercept();
    it.start();
    EXPECT_EQ( it.place(), "100 1 a" );
-   it.learn( mac1, vtep2, 50 );
    it.tables( 50 )->ipToMacTableIs( { hostIp, mac1 } );
+   EXPECT_EQ( it.place(), "50 1 a" ) << "until its MAC is learnt there, too";
+   it.learn( mac1, vtep2, 50 );
    EXPECT_EQ( it.place(), "50 1 c" );
    it.pairAt( vtep1, "b" );
    it.dir->entityPtrDel( "100" );

@@ -60,6 +60,29 @@ TEST_F( Redirect, AUuidThatWasCorrectedIsNoneOfTheGroups ) {
    }
 }
 
+TEST_F( Redirect, AUuidThatIsLeftIsForWhoWaits ) {
+   redirect();
+   fabric.port( "n2", 'E' );
+   fabric.port( "f2", 'E' );
+   fabric.host( "10.0.0.2", shop, 'D' );
+   fabric.group( "shop", { "10.0.0.2" }, "f2", "near" );
+   EXPECT_EQ( fabric.stateOf( "shop" ), "\"policyPending\"" ) << "one of the two is owned";
+   fabric.patch( groups + "web/nearIntfUuid", "\"n2\"" );
+   EXPECT_EQ( fabric.stateOf( "shop" ), "\"policyRunning\"" );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'C' ), insideFlows( { "10.0.0.1" } ) );
+   EXPECT_EQ( fabric.flows( 'D', "shop-5010" ), insideFlows( { "10.0.0.2" } ) );
+}
+
+TEST_F( Redirect, OnePortOfSeveralOnASwitchLeavesTheOthersPublished ) {
+   auto const second = intfSets + "near/intf/" + Fabric::id( 'A' ) + "~1second";
+   fabric.patch( second, R"({"allowedVlan": {"100": true}})" );
+   redirect();
+   fabric.expectAsWanted();
+   fabric.patch( second, "null" );
+   fabric.expectAsWanted();
+}
+
 TEST_F( Redirect, ARestoredGroupWithEqualOrEmptyUuidsOwnsNothing ) {
    redirect();
    fabric.host( "10.0.0.2", shop, 'D' );

@@ -50,6 +50,7 @@ TEST( Coalesced, TheMostNamedServiceVniLeadsAndATieKeepsTheFirst ) {
       { "the third report decides", { 600, 500, 500 }, 500 },
       { "a tie keeps the leader", { 500, 600 }, 500 },
       { "none votes but cannot lead", { none, none, 600 }, 600 },
+      { "who knows nothing takes nothing", { 600, none }, 600 },
       { "nobody knows", { none }, none },
    };
    for( auto const & [ story, reports, elected ] : cases ) {
@@ -60,13 +61,13 @@ TEST( Coalesced, TheMostNamedServiceVniLeadsAndATieKeepsTheFirst ) {
       for( auto const vni : reports ) {
          std::string const systemId = std::string( "02-00-00-00-00-0" ) + name++;
          auto const status = Lum::Ptr< V1::KivPolicyFragmentStatus >( new V1::KivPolicyFragmentStatus( systemId ) );
-         status->policyFragmentIs( "a-b-7" )->originalVniIs( Vxlan::VniOrNone( 7 ) );
+         status->policyFragmentIs( "a-b-7" )->originalVniIs( Vxlan::VniOrNone( vni == none ? none : 7 ) );
          status->policyFragment( "a-b-7" )->serviceVniIs( Vxlan::VniOrNone( vni ) );
          memory.dir->entityPtrIs( systemId, status );
       }
       auto const view = memory.elected->fragmentStatus( "a-b-7" );
       ASSERT_TRUE( view );
-      EXPECT_EQ( view->originalVni().value(), 7u );
+      EXPECT_EQ( view->originalVni().value(), elected == none ? none : 7u );
       EXPECT_EQ( view->serviceVni().value(), elected );
    }
 }
@@ -98,6 +99,7 @@ TEST( Coalesced, ACookieRestoresTheGroupItsServiceVtepsAndItsHosts ) {
    ASSERT_TRUE( info );
    EXPECT_EQ( info->policy(), Lum::String( "a-b" ) );
    EXPECT_EQ( info->mac(), host.mac );
+   EXPECT_EQ( info->vni().value(), 7u );
    EXPECT_EQ( info->switchPair(), restored->insideVtepSwitchPair() );
    ASSERT_TRUE( memory.col->policyRunningInfo( "bare" ) ) << "without a cookie the group is restored all the same";
    EXPECT_TRUE( memory.col->policyRunningInfo( "bare" )->originalToServiceVni().empty() );

@@ -56,4 +56,11 @@ TEST( Strep, OtherTextsAreRefused ) {
                              "Value('Strep::Outer', ** {'colour': green})" } );
 }
 
+TEST( Format, ATextOfAnyLengthIsWhole ) {
+   for( std::size_t size = 0; size < 300; ++size ) {
+      std::string const text( size, 'x' );
+      EXPECT_EQ( Lum::format( "%s!", text.c_str() ), text + "!" );
+   }
+}
+
 } // namespace Strep
