@@ -23,10 +23,10 @@ void VtepStatusRootSm::removeGoneSwitches() {
             vtepStatusBaseDir()->entityPtr( Harbor::systemIdFromString( member ).stringValue() ) != nullptr;
          if( !member.empty() && !there ) rest = removeSwitchFromSwitchPair( rest, member );
       }
-      if( rest.members() == 0 ) {
-         policyHelperInfo()->vtepIpToSwitchPairDel( ip );
-      } else {
+      if( rest.members() > 0 ) {
          policyHelperInfo()->vtepIpToSwitchPairIs( ip, rest );
+      } else {
+         policyHelperInfo()->vtepIpToSwitchPairDel( ip );
       }
    }
 }
