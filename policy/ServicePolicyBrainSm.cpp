@@ -127,8 +127,8 @@ void ServicePolicyBrainSm::updateAndProcessHostInfo( Neroli::IpGenAddr ip ) {
 }
 
 Lum::Ptr< ServicePolicyPerVniSm > ServicePolicyBrainSm::makePerVniSm( Vxlan::VniOrNone vni ) {
-   if( auto const held = policyPerVniSm( vni ) ) return held;
-   auto const made = policyPerVniSmIs( vni, policyRunningInfo(), policyHelperInfo(), policyPublishBaseDir() );
+   if( auto held = policyPerVniSm( vni ) ) return held;
+   auto made = policyPerVniSmIs( vni, policyRunningInfo(), policyHelperInfo(), policyPublishBaseDir() );
    raiseConvergence( *made );
    return made;
 }
