@@ -1,5 +1,5 @@
 // The agent is killed and starts again on what the databases hold.
-#include "tests/scenery/Fabric.h"
+#include "tests/scenery/Redirect.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -8,17 +8,9 @@ using namespace Scenery;
 
 namespace {
 
-std::string const web = "02:00:aa:00:00:01";
-
 /// The device's ports on the pair "A", "B", the group "web" with a host behind "C".
 void build( Fabric & fabric ) {
-   for( char const * uuid : { "near", "far" } ) {
-      fabric.port( uuid, 'A' );
-      fabric.port( uuid, 'B' );
-   }
-   fabric.host( "10.0.0.1", web, 'C' );
-   fabric.start();
-   fabric.enable();
+   setScene( fabric );
    fabric.group( "web", { "10.0.0.1" } );
 }
 
