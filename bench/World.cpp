@@ -57,7 +57,7 @@ void World::makeSwitches() {
 void World::makeGroup( unsigned group ) {
    auto const sets = state< Kiv::ServiceIntfConfig >( "kiv/serviceIntfConfig/site" );
    auto const port = [ & ]( Lum::String const & uuid, unsigned place ) {
-      Kiv::ServiceInterface intf( Kiv::SwitchIntfPair( switchMac( place ).stringValue(), uuid ) );
+      Kiv::ServiceInterface intf( Kiv::SwitchIntfPair( Kiv::SwitchId( switchMac( place ).stringValue() ), uuid ) );
       intf.allowedVlan[ "100" ] = true;
       sets->intfSetIs( uuid )->intfIs( intf );
    };

@@ -85,7 +85,7 @@ class PolicyHelperInfo : public Lum::Entity {
    LUM_CHILDREN( ipToPolicy, Neroli::IpGenAddr, HostInfo );
    /// Which switches own a VTEP address, and the VTEP address of a switch; written by VtepStatusDirSm.
    LUM_VALUES( vtepIpToSwitchPair, Neroli::IpGenAddr, SwitchPair );
-   LUM_VALUES( vtepSwitchIdToIp, Lum::String, Neroli::IpAddr );
+   LUM_VALUES( vtepSwitchIdToIp, SwitchId, Neroli::IpAddr );
    /// Who names an interface UUID, and the one group that may use it; written by the groups' brains.
    LUM_CHILDREN( intfUuidToPolicy, Lum::String, IntfUuidToPolicy );
    LUM_VALUES( intfUuidToOwnerPolicy, Lum::String, Lum::String );

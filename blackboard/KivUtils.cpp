@@ -4,13 +4,11 @@
 
 #include "platform/ribbon/TwinRibbon.h"
 
-#include <algorithm>
-
 TRACE_MODULE( "KivUtils" );
 
 namespace Kiv {
 
-SwitchPair addSwitchToSwitchPair( SwitchPair const & pair, Lum::String const & switchId ) {
+SwitchPair addSwitchToSwitchPair( SwitchPair const & pair, SwitchId const & switchId ) {
    if( pair.isMember( switchId ) ) {
       TRACE7( trace(), " Switch ", switchId, " is already a member" );
       return pair;
@@ -22,7 +20,7 @@ SwitchPair addSwitchToSwitchPair( SwitchPair const & pair, Lum::String const & s
    return SwitchPair( switchId, pair.getValidSwitch() );
 }
 
-SwitchPair removeSwitchFromSwitchPair( SwitchPair const & pair, Lum::String const & switchId ) {
+SwitchPair removeSwitchFromSwitchPair( SwitchPair const & pair, SwitchId const & switchId ) {
    return SwitchPair( pair.other( switchId ) );
 }
 
@@ -32,12 +30,6 @@ Lum::String fragmentNameOf( Lum::String const & policy, Vxlan::VniOrNone origina
 
 Lum::String getPolicyName( Lum::String const & fragmentName ) {
    return fragmentName.view().substr( 0, fragmentName.view().find_last_of( '-' ) );
-}
-
-Lum::String switchIdFromSystemId( Lum::String const & systemId ) {
-   std::string id = systemId.str();
-   std::replace( id.begin(), id.end(), '-', ':' );
-   return id;
 }
 
 Lum::String insideIngressFlowName( Neroli::IpGenAddr ip ) {

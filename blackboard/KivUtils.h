@@ -10,16 +10,14 @@
 namespace Kiv {
 
 /// The pair with `switchId` as its newest member, in `first`. A member, and a third switch, leave the pair as it is.
-SwitchPair addSwitchToSwitchPair( SwitchPair const & pair, Lum::String const & switchId );
+SwitchPair addSwitchToSwitchPair( SwitchPair const & pair, SwitchId const & switchId );
 /// The pair that is left without `switchId`, which is not tested to be a member.
-SwitchPair removeSwitchFromSwitchPair( SwitchPair const & pair, Lum::String const & switchId );
+SwitchPair removeSwitchFromSwitchPair( SwitchPair const & pair, SwitchId const & switchId );
 /// The name of a group's fragment, and of its allocation, for an original VNI: "<group>-<VNI>".
 Lum::String fragmentNameOf( Lum::String const & policy, Vxlan::VniOrNone originalVni );
 /// The group of a fragment name: the text up to the last "-", so that groups may hold more of them; without one the
 /// whole.
 Lum::String getPolicyName( Lum::String const & fragmentName );
-/// The switch id of a directory key: every "-" becomes ":".
-Lum::String switchIdFromSystemId( Lum::String const & systemId );
 
 /// The name of the flow that diverts a host's traffic on its own switch.
 Lum::String insideIngressFlowName( Neroli::IpGenAddr ip );

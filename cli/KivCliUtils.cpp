@@ -31,13 +31,6 @@ Lum::Ptr< PolicyDetailParams > parsePolicyDetailParams( Lum::String const & text
    return policyDetailParamsFactory( format, revision, parseStringParam( document, "policy" ) );
 }
 
-Lum::String joinStrKeys( Lum::HashMap2018< Lum::String, bool > const & keys ) {
-   std::string text;
-   for( auto const & [ key, member ] : keys ) text.append( key.view() ).append( ", " );
-   text.resize( text.empty() ? 0 : text.size() - 2 );
-   return text;
-}
-
 void printString( Lineout::Printer & printer, Lum::String const & text ) { printer.addFrills( "%s", text.charPtr() ); }
 
 void printSpace( Lineout::Printer & printer ) { printString( printer, " " ); }

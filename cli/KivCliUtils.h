@@ -49,7 +49,12 @@ inline Lum::Ptr< PolicyDetailParams > policyDetailParamsFactory( std::uint32_t f
 Lum::Ptr< PolicyDetailParams > parsePolicyDetailParams( Lum::String const & text );
 
 /// The keys joined by ", ", in the order of the set; empty for an empty set.
-Lum::String joinStrKeys( Lum::HashMap2018< Lum::String, bool > const & keys );
+template< class K >
+Lum::String joinStrKeys( Lum::HashMap2018< K, bool > const & keys ) {
+   std::string text;
+   for( auto const & [ key, member ] : keys ) text += Lum::textOf( text.empty() ? "" : ", ", key );
+   return text;
+}
 
 void printString( Lineout::Printer & printer, Lum::String const & text );
 void printSpace( Lineout::Printer & printer );

@@ -69,7 +69,7 @@ bool FragmentSm::weigh( Running const & running ) {
    return true;
 }
 
-void FragmentSm::checkAndUpdateFlowConvergence( Lum::String flowName, Running const & running, Lum::String switchId ) {
+void FragmentSm::checkAndUpdateFlowConvergence( Lum::String flowName, Running const & running, SwitchId switchId ) {
    if( flowName == PolicyFlowName::serviceVtepIngress || flowName == PolicyFlowName::serviceVtepEgress ) {
       updateFlowConvergence( running, switchId );
    } else if( isInsideIngressFlow( flowName ) ) {
@@ -78,7 +78,7 @@ void FragmentSm::checkAndUpdateFlowConvergence( Lum::String flowName, Running co
 }
 
 // What is said of another service VNI is as good as nothing said; so is what is said before the VNI that it is about.
-void FragmentSm::updateFlowConvergence( Running const & running, Lum::String switchId ) {
+void FragmentSm::updateFlowConvergence( Running const & running, SwitchId switchId ) {
    if( fragment()->originalVni().isNone() ) return;
    if( counts( *running ) ) {
       setFlowConvergence( running, switchId, areAllSVtepFlowsProgrammed() );
@@ -94,7 +94,7 @@ bool FragmentSm::counts( PolicyRunningInfo const & running ) const {
    return echoed.isNone() || granted.isNone() || echoed == granted;
 }
 
-void FragmentSm::handleRejectedFlows( Running const & running, Lum::String switchId ) {
+void FragmentSm::handleRejectedFlows( Running const & running, SwitchId switchId ) {
    std::string concerned = Lum::textOf( switchId, " near ", running->nearIntfUuid(), " far ", running->farIntfUuid() );
    for( auto const & [ policyName, member ] : running->policyName() )
       concerned += Lum::textOf( " policy ", policyName );
@@ -115,7 +115,7 @@ bool FragmentSm::areAllSVtepFlowsProgrammed() const {
           && isFlowProgrammed( PolicyFlowName::serviceVtepEgress );
 }
 
-void FragmentSm::setFlowConvergence( Running const & running, Lum::String switchId, bool converged ) {
+void FragmentSm::setFlowConvergence( Running const & running, SwitchId switchId, bool converged ) {
    auto const oVni = fragment()->originalVni();
    running->fragmentRunningInfoIs( oVni )->serviceVtepFlowConvergedIs( switchId, converged );
    TRACE6( trace(), " set svtep flow convergence for oVni: ", oVni, ", switchId: ", switchId,

@@ -2,7 +2,6 @@
 
 #include "blackboard/KivLocalTypes.h"
 #include "blackboard/KivUtils.h"
-#include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"
 
 TRACE_MODULE( "KivErrorStatus" );
@@ -58,7 +57,7 @@ void ErrorStatusSm::reportedAheadIs( Lum::Name const & policy, Neroli::IpGenAddr
    }
 }
 
-void ErrorStatusSm::GroupSm::handleServiceVtepSwitchId( Lum::String switchId ) {
+void ErrorStatusSm::GroupSm::handleServiceVtepSwitchId( SwitchId switchId ) {
    if( !running()->serviceVtepSwitchId( switchId ) ) return;
    for( auto const & [ originalVni, serviceVni ] : running()->originalToServiceVni() ) weigh( switchId, originalVni );
 }
@@ -75,8 +74,8 @@ void ErrorStatusSm::GroupSm::weigh( Vxlan::VniOrNone originalVni ) {
    for( auto const & [ switchId, member ] : running()->serviceVtepSwitchId() ) weigh( switchId, originalVni );
 }
 
-void ErrorStatusSm::GroupSm::weigh( Lum::String const & switchId, Vxlan::VniOrNone originalVni ) {
-   auto const reports = parent()->errorStatusPerVtepSm( Harbor::systemIdFromString( switchId ).stringValue() );
+void ErrorStatusSm::GroupSm::weigh( SwitchId const & switchId, Vxlan::VniOrNone originalVni ) {
+   auto const reports = parent()->errorStatusPerVtepSm( switchId.systemId().stringValue() );
    auto const report = reports ? reports->fragment( fragmentNameOf( running()->name(), originalVni ) ) : nullptr;
    if( report && report->weigh( running() ) ) return;
    // What it said while it was no service VTEP, and has taken back since, counts no more. A standing no says nothing

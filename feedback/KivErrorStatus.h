@@ -51,7 +51,7 @@ class ErrorStatusPerVtepSm : public Lum::PtrInterface {
       void cleanup();
 
       /// Gathers what a rejection concerns, and drops it: nothing is done about a rejection yet, and nobody calls this.
-      void handleRejectedFlows( Lum::Ptr< PolicyRunningInfo > const & running, Lum::String switchId );
+      void handleRejectedFlows( Lum::Ptr< PolicyRunningInfo > const & running, SwitchId switchId );
 
       /// Whether the switch has programmed the flow; a missing one is not.
       bool isFlowProgrammed( Lum::String const & flowName ) const;
@@ -63,10 +63,10 @@ class ErrorStatusPerVtepSm : public Lum::PtrInterface {
 
       Running runningInfo() const;
       bool counts( PolicyRunningInfo const & running ) const;
-      void checkAndUpdateFlowConvergence( Lum::String flowName, Running const & running, Lum::String switchId );
-      void updateFlowConvergence( Running const & running, Lum::String switchId );
+      void checkAndUpdateFlowConvergence( Lum::String flowName, Running const & running, SwitchId switchId );
+      void updateFlowConvergence( Running const & running, SwitchId switchId );
       void checkAndUpdateIngressFlowPresent( Running const & running, Lum::String flowName, bool flowPresent );
-      void setFlowConvergence( Running const & running, Lum::String switchId, bool converged );
+      void setFlowConvergence( Running const & running, SwitchId switchId, bool converged );
       void setInsideIngressFlowPresent( Running const & running, Neroli::IpGenAddr const & ip, bool present );
    };
 
@@ -104,7 +104,7 @@ class ErrorStatusSm : public Lum::PtrInterface {
       LUM_END( cleanup );
 
       void handleInitialized() {} // the reports are read when all groups are there
-      void handleServiceVtepSwitchId( Lum::String switchId );
+      void handleServiceVtepSwitchId( SwitchId switchId );
       void handleServiceVni( Vxlan::VniOrNone originalVni );
       void handleFragmentRunningInfo( Vxlan::VniOrNone originalVni );
       void handleHost( Lum::Ptr< HostRunningInfo > host );
@@ -112,7 +112,7 @@ class ErrorStatusSm : public Lum::PtrInterface {
 
     private:
       void weigh( Vxlan::VniOrNone originalVni );
-      void weigh( Lum::String const & switchId, Vxlan::VniOrNone originalVni );
+      void weigh( SwitchId const & switchId, Vxlan::VniOrNone originalVni );
    };
 
    LUM_MACHINE( ErrorStatusSm );

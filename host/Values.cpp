@@ -59,7 +59,7 @@ int readEnumerator( Json const & json, std::string const & at, std::vector< Enum
 Kiv::SwitchPair readSwitchPair( Json const & json, std::string const & at ) {
    if( !json.IsArray() || json.Size() != 2 || !json[ 0 ].IsString() || !json[ 1 ].IsString() )
       throw Refusal{ at, "an array of two strings is expected" };
-   return Kiv::SwitchPair( textOf( json[ 0 ] ), textOf( json[ 1 ] ) );
+   return Kiv::SwitchPair( Kiv::SwitchId( textOf( json[ 0 ] ) ), Kiv::SwitchId( textOf( json[ 1 ] ) ) );
 }
 
 void checkVlan( std::string_view text, std::string const & at ) {

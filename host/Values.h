@@ -106,8 +106,8 @@ void writeValue( Writer & writer, V const & value ) {
       writeEnumerator( writer, static_cast< int >( value ), enumeratorsOf< V >() );
    } else if constexpr( std::same_as< V, Kiv::SwitchPair > ) {
       writer.StartArray();
-      writeText( writer, value.first().view() );
-      writeText( writer, value.second().view() );
+      writeText( writer, value.first().stringValue().view() );
+      writeText( writer, value.second().stringValue().view() );
       writer.EndArray();
    } else if constexpr( std::same_as< V, Kiv::VlanSet > ) {
       writeVlans( writer, value );

@@ -30,7 +30,7 @@ class VtepStatusDirSm : public Lum::PtrInterface {
    };
 
    LUM_MACHINE( VtepStatusDirSm );
-   LUM_ARG( switchId, Lum::String ); // colon form
+   LUM_ARG( switchId, SwitchId );
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
    LUM_ARG_INPUT( vtepStatusDirV2, Loomis::VtepStatusDirV2 const, LUM_FOLLOW( vtepStatus, vtepStatusV2 ) );
    LUM_END( cleanup );
@@ -48,7 +48,7 @@ class VtepStatusRootSm : public Lum::PtrInterface {
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
    LUM_ARG_INPUT( vtepStatusBaseDir, Lum::Dir const, LUM_ON( entityPtr, handleVtepEntry ) );
    LUM_NO_END;
-   LUM_SMS( vtepStatusSm, Lum::String, VtepStatusDirSm ); // by switch id
+   LUM_SMS( vtepStatusSm, SwitchId, VtepStatusDirSm );
    LUM_INITIALIZED;
 
    void handleInitialized();

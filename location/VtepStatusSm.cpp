@@ -1,6 +1,5 @@
 #include "blackboard/KivUtils.h"
 #include "location/KivVtepStatusSm.h"
-#include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"
 
 TRACE_MODULE( "KivVtepStatus" );
@@ -19,8 +18,7 @@ void VtepStatusRootSm::removeGoneSwitches() {
    for( auto const & [ ip, pair ] : policyHelperInfo()->vtepIpToSwitchPair() ) {
       auto rest = pair;
       for( auto const & member : { pair.first(), pair.second() } ) {
-         bool const there =
-            vtepStatusBaseDir()->entityPtr( Harbor::systemIdFromString( member ).stringValue() ) != nullptr;
+         bool const there = vtepStatusBaseDir()->entityPtr( member.systemId().stringValue() ) != nullptr;
          if( !member.empty() && !there ) rest = removeSwitchFromSwitchPair( rest, member );
       }
       if( rest.members() > 0 ) {
@@ -32,7 +30,7 @@ void VtepStatusRootSm::removeGoneSwitches() {
 }
 
 void VtepStatusRootSm::handleVtepEntry( Lum::Name name ) {
-   auto const switchId = Harbor::systemIdFromString( name ).switchId();
+   auto const switchId = switchIdFromSystemId( name );
    if( auto const status = Lum::entryOf< Loomis::VtepStatusDirV2 const >( vtepStatusBaseDir(), name ) ) {
       TRACE8( trace(), " Create Switch ", switchId );
       vtepStatusSmIs( switchId, policyHelperInfo(), status );

@@ -1,18 +1,11 @@
 #include "policy/KivPolicyFragment.h"
 
 #include "blackboard/KivUtils.h"
-#include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"
 
 TRACE_MODULE( "KivServicePolicy" );
 
 namespace Kiv {
-
-namespace {
-
-Lum::Name canonicalName( Lum::String const & switchId ) { return Harbor::systemIdFromString( switchId ).stringValue(); }
-
-} // namespace
 
 V1::PolicyFlowInfo constructFlow( Lum::String name, Vxlan::VniOrNone matchVni, Neroli::EthAddr matchSMac,
                                   Neroli::EthAddr matchDstMac, Vxlan::VniOrNone rewriteVni,
@@ -43,11 +36,11 @@ void removeServiceIntf( V1::ServicePolicyFragment & fragment, Lum::Name const & 
    if( set->intf().empty() ) fragment.serviceIntfSetDel( side );
 }
 
-Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( Lum::String switchId, Lum::String fragmentName,
+Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( SwitchId switchId, Lum::String fragmentName,
                                                               Lum::Ptr< Lum::Dir > const & policyPublishBaseDir,
                                                               Lum::Ptr< PolicyHelperInfo > const & policyHelperInfo ) {
    TRACE8( trace(), " switchId: ", switchId, " Policy fragment: ", fragmentName );
-   auto const name = canonicalName( switchId );
+   auto const name = switchId.systemId().stringValue();
    auto const published = policyPublishBaseDir->createEntity< V1::KivPolicyFragment >( name );
    policyHelperInfo->publishEligibleSwitchIs( name, true );
    auto fragment = published->policyFragmentIs( fragmentName );
@@ -55,17 +48,18 @@ Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( Lum::String switch
    return fragment;
 }
 
-Lum::Ptr< V1::ServicePolicyFragment > getPolicyFragment( Lum::String const & switchId, Lum::String const & fragmentName,
+Lum::Ptr< V1::ServicePolicyFragment > getPolicyFragment( SwitchId const & switchId, Lum::String const & fragmentName,
                                                          Lum::Ptr< Lum::Dir > const & policyPublishBaseDir ) {
-   auto const published = Lum::entryOf< V1::KivPolicyFragment >( policyPublishBaseDir, canonicalName( switchId ) );
+   auto const published =
+      Lum::entryOf< V1::KivPolicyFragment >( policyPublishBaseDir, switchId.systemId().stringValue() );
    return published ? published->policyFragment( fragmentName ) : nullptr;
 }
 
-void revokePublishedPolicy( Lum::String switchId, Lum::String fragmentName,
+void revokePublishedPolicy( SwitchId switchId, Lum::String fragmentName,
                             Lum::Ptr< Lum::Dir > const & policyPublishBaseDir,
                             Lum::Ptr< PolicyHelperInfo > const & policyHelperInfo ) {
    TRACE8( trace(), " switchId: ", switchId, " Policy fragment: ", fragmentName );
-   auto const name = canonicalName( switchId );
+   auto const name = switchId.systemId().stringValue();
    auto const published = Lum::entryOf< V1::KivPolicyFragment >( policyPublishBaseDir, name );
    if( !published ) return;
    TRACE6( trace(), " Deleting policy Fragment:", fragmentName );

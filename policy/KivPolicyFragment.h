@@ -27,18 +27,18 @@ void removeHostFlow( V1::ServicePolicyFragment & fragment, Neroli::IpGenAddr ip 
 void removeServiceIntf( V1::ServicePolicyFragment & fragment, Lum::Name const & side, Lum::String const & intf );
 
 /// The fragment of that name on a switch, made with its cookie if it is not there; never null. Makes the switch
-/// eligible for publishing. An existing fragment keeps all that it holds. `switchId` may have colon or hyphen form.
-Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( Lum::String switchId, Lum::String fragmentName,
+/// eligible for publishing. An existing fragment keeps all that it holds.
+Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( SwitchId switchId, Lum::String fragmentName,
                                                               Lum::Ptr< Lum::Dir > const & policyPublishBaseDir,
                                                               Lum::Ptr< PolicyHelperInfo > const & policyHelperInfo );
 
 /// The fragment of that name on a switch, null if there is none. Changes nothing.
-Lum::Ptr< V1::ServicePolicyFragment > getPolicyFragment( Lum::String const & switchId, Lum::String const & fragmentName,
+Lum::Ptr< V1::ServicePolicyFragment > getPolicyFragment( SwitchId const & switchId, Lum::String const & fragmentName,
                                                          Lum::Ptr< Lum::Dir > const & policyPublishBaseDir );
 
 /// Takes a fragment off a switch with everything that it holds; the switch's last one ends its eligibility. The
 /// switch's directory entry stays. An unknown switch is passed over.
-void revokePublishedPolicy( Lum::String switchId, Lum::String fragmentName,
+void revokePublishedPolicy( SwitchId switchId, Lum::String fragmentName,
                             Lum::Ptr< Lum::Dir > const & policyPublishBaseDir,
                             Lum::Ptr< PolicyHelperInfo > const & policyHelperInfo );
 

@@ -75,7 +75,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    /// The hosts on `pair`, or on a pair of which `pair` is one. Their state does not count.
    std::uint64_t activeHostsPerInsideVtep( SwitchPair const & pair ) const;
    /// The hosts of which the switch is a member of the pair. Their state does not count.
-   std::uint64_t activeHostsOnSwitch( Lum::String const & switchId ) const;
+   std::uint64_t activeHostsOnSwitch( SwitchId const & switchId ) const;
 
    void handleInitialized();
    /// All hosts that the machine holds.
@@ -84,7 +84,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    void handleHost( Neroli::IpGenAddr ip, SwitchUpdate switchUpdated = SwitchUpdate::no );
    void handleServiceVni( Vxlan::VniOrNone newVni );
    LUM_ALL_KEYS( handleServiceVtepSwitchId, policyRunningInfo, serviceVtepSwitchId );
-   void handleServiceVtepSwitchId( Lum::String switchId );
+   void handleServiceVtepSwitchId( SwitchId switchId );
    /// Takes back everything that was published.
    void cleanup();
 
@@ -92,7 +92,7 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    void removeInterceptFlowsFromAllVteps();
    void removeServiceFlowsFromAllVteps();
    /// Puts the intercept flows of all hosts on a service VTEP.
-   void addAllInterceptRulesToServiceVtep( Lum::String switchId );
+   void addAllInterceptRulesToServiceVtep( SwitchId switchId );
 
  private:
    bool isHandledHere( HostInfo const * info, HostRunningInfo const * running ) const;
@@ -108,23 +108,23 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    void publishInterceptFlows( HostRunningInfo & running, SwitchPair const & current );
 
    void bringServiceFlowsUp();
-   void createServiceFlowRules( Lum::String switchId );
-   void createInterceptFlowRules( Neroli::IpGenAddr ip, Lum::String switchId );
+   void createServiceFlowRules( SwitchId switchId );
+   void createInterceptFlowRules( Neroli::IpGenAddr ip, SwitchId switchId );
    void createInterceptRulesToAllServiceVteps( Neroli::IpGenAddr ip );
    void manageInterceptFlowRulesToVteps( Neroli::IpGenAddr ip );
-   void clearServiceVtep( Lum::String switchId );
-   void removeIngressFlowFromVtep( Lum::String switchId, Neroli::IpGenAddr ip );
-   void removeInterceptFlowsFromVtep( Lum::String switchId );
-   void removeAllFlowsFromVtep( Lum::String switchId );
+   void clearServiceVtep( SwitchId switchId );
+   void removeIngressFlowFromVtep( SwitchId switchId, Neroli::IpGenAddr ip );
+   void removeInterceptFlowsFromVtep( SwitchId switchId );
+   void removeAllFlowsFromVtep( SwitchId switchId );
    void manageFlowRemovalForHost( Neroli::IpGenAddr ip, SwitchPair pair, FlowRemoval why );
    void manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAddr ip, SwitchPair pair );
-   bool isAlone( Neroli::IpGenAddr ip, Lum::String const & switchId ) const;
-   void forgetHost( Lum::String const & switchId, Neroli::IpGenAddr ip );
+   bool isAlone( Neroli::IpGenAddr ip, SwitchId const & switchId ) const;
+   void forgetHost( SwitchId const & switchId, Neroli::IpGenAddr ip );
    void revokeAllPolicyFragments();
 
-   Lum::Ptr< V1::ServicePolicyFragment > publishedFragment( Lum::String const & switchId ) const;
-   Lum::Ptr< V1::ServicePolicyFragment > makeFragment( Lum::String const & switchId );
-   void revokeFragment( Lum::String const & switchId );
+   Lum::Ptr< V1::ServicePolicyFragment > publishedFragment( SwitchId const & switchId ) const;
+   Lum::Ptr< V1::ServicePolicyFragment > makeFragment( SwitchId const & switchId );
+   void revokeFragment( SwitchId const & switchId );
 };
 
 /// One policy group: its running info, its readiness and its per-VNI machines.
@@ -153,7 +153,7 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
          if( initialized() ) handleFlowConverged();
       }
       LUM_ALL_KEYS( handleFlowConverged, fragmentRunningInfo, serviceVtepFlowConverged );
-      void handleFlowConverged( Lum::String switchId );
+      void handleFlowConverged( SwitchId switchId );
    };
 
    LUM_MACHINE( ServicePolicyBrainSm );
@@ -195,7 +195,7 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
    void handleHostInfoChange( Lum::Ptr< HostInfo > host );
    LUM_ALL_KEYS( handleServiceVni, policyInfo, originalToServiceVni );
    void handleServiceVni( Vxlan::VniOrNone vni );
-   void handleServiceVtepSwitchId( Lum::String switchId );
+   void handleServiceVtepSwitchId( SwitchId switchId );
    /// Gathers what a running group works on, and drops it: it is bound to no reaction, and nothing depends on it.
    void handlePolicyStateChange();
    /// A record that somebody else deletes is written anew.
@@ -213,7 +213,7 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
    bool matchesServiceVtep( SwitchPair const & pair ) const;
    /// A port has left a set: the switch stays a service VTEP as long as another port of either set is on it. Returns
    /// whether it stays.
-   bool maybeDeleteServiceVtep( Lum::String switchId );
+   bool maybeDeleteServiceVtep( SwitchId switchId );
 
  private:
    void handlePolicyInfoReady();
@@ -329,7 +329,7 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
    /// A group lets go of a host; without any group left the host leaves the blackboard.
    void removeIpToPolicyMapping( Neroli::IpGenAddr ip, Lum::String policyName );
    /// A port of the set is on the switch; false for a set that is not configured.
-   bool isSwitchIdPartOfIntfSet( Lum::String const & uuid, Lum::String const & switchId ) const;
+   bool isSwitchIdPartOfIntfSet( Lum::String const & uuid, SwitchId const & switchId ) const;
 
  private:
    void populateGrStateFromConfig();
@@ -342,11 +342,11 @@ class ServicePolicyConfigSm : public Lum::PtrInterface {
    void giveBackAbandonedVnis();
    void withdrawOutdatedFragments();
    Lum::Ptr< ServicePolicyPerVniSm > machineOf( Lum::String const & fragmentName );
-   void squareFragment( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+   void squareFragment( V1::ServicePolicyFragment & fragment, SwitchId const & switchId,
                         ServicePolicyPerVniSm & machine );
-   void withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+   void withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, SwitchId const & switchId,
                                PolicyRunningInfo const & running );
-   void withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+   void withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, SwitchId const & switchId,
                                ServicePolicyPerVniSm & machine );
    void revokeIfQuiet( ServicePolicyPerVniSm & machine, Lum::String const & policyName );
 

@@ -77,7 +77,7 @@ void ServicePolicyBrainSm::handleServiceIntf() {
    if( auto const far = parent()->serviceIntfInfoSm( policyRunningInfo()->farIntfUuid() ) ) far->handleIntf();
 }
 
-bool ServicePolicyBrainSm::maybeDeleteServiceVtep( Lum::String switchId ) {
+bool ServicePolicyBrainSm::maybeDeleteServiceVtep( SwitchId switchId ) {
    TRACE8( trace(), " Policy: ", name(), " Switch: ", switchId );
    // Whether or not the group stands in the UUID's list yet: a new UUID gets there after the ports of the old one have
    // gone.

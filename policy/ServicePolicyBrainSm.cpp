@@ -253,7 +253,7 @@ void ServicePolicyBrainSm::fallBack() {
 }
 
 // A switch that joins is the per-VNI machines' concern: they watch the same set.
-void ServicePolicyBrainSm::handleServiceVtepSwitchId( Lum::String switchId ) {
+void ServicePolicyBrainSm::handleServiceVtepSwitchId( SwitchId switchId ) {
    if( !policyInfoReady() ) return;
    TRACE8( trace(), " swId: ", switchId );
    if( policyRunningInfo()->serviceVtepSwitchId( switchId ) ) return;
@@ -270,7 +270,9 @@ void ServicePolicyBrainSm::handleServiceVtepSwitchId( Lum::String switchId ) {
 void ServicePolicyBrainSm::handlePolicyStateChange() {
    if( policyRunningInfo()->policyState() != State::policyRunning ) return;
    std::string work;
-   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) work += switchId.str() + " ";
+   for( auto const & [ switchId, member ] : policyRunningInfo()->serviceVtepSwitchId() ) {
+      work += Lum::textOf( switchId, " " );
+   }
    for( auto const & uuid : { policyRunningInfo()->nearIntfUuid(), policyRunningInfo()->farIntfUuid() } ) {
       auto const set = serviceIntfConfig()->intfSet( uuid );
       if( !set ) continue;
@@ -330,7 +332,7 @@ bool ServicePolicyBrainSm::FragmentInfoSm::serviceFlowConverged() const {
    return true;
 }
 
-void ServicePolicyBrainSm::FragmentInfoSm::handleFlowConverged( Lum::String switchId ) {
+void ServicePolicyBrainSm::FragmentInfoSm::handleFlowConverged( SwitchId switchId ) {
    // While the group is taken up its service VTEPs come one by one; what they have reported is weighed at the end.
    if( parent()->policyRunningInfo()->policyState() == State::policyOrchestrating ) return;
    auto const machine = parent()->policyPerVniSm( fragmentRunningInfo()->originalVni() );

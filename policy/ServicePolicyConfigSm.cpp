@@ -66,7 +66,7 @@ void ServicePolicyConfigSm::removeIpToPolicyMapping( Neroli::IpGenAddr ip, Lum::
    policyHelperInfo()->ipToPolicyDel( ip );
 }
 
-bool ServicePolicyConfigSm::isSwitchIdPartOfIntfSet( Lum::String const & uuid, Lum::String const & switchId ) const {
+bool ServicePolicyConfigSm::isSwitchIdPartOfIntfSet( Lum::String const & uuid, SwitchId const & switchId ) const {
    auto const set = serviceIntfConfig()->intfSet( uuid );
    if( !set ) return false;
    for( auto const & [ intf, port ] : set->intf() ) {

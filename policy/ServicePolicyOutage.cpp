@@ -1,6 +1,5 @@
 // The end of an outage: what the switches remember and what was published may both be older than the configuration.
 #include "blackboard/KivUtils.h"
-#include "platform/harbor/SystemId.h"
 #include "platform/ribbon/TwinRibbon.h"
 #include "policy/KivPolicyFragment.h"
 #include "policy/KivServicePolicySm.h"
@@ -84,7 +83,7 @@ void ServicePolicyConfigSm::adoptElectedVnis( PolicyRunningInfo & running ) {
 
 bool ServicePolicyConfigSm::isPublished( Lum::String const & fragmentName, Vxlan::VniOrNone serviceVni ) const {
    for( auto const & [ name, entity ] : policyPublishBaseDir()->entityPtr() ) {
-      auto const fragment = getPolicyFragment( name, fragmentName, policyPublishBaseDir() );
+      auto const fragment = getPolicyFragment( SwitchId( name ), fragmentName, policyPublishBaseDir() );
       if( fragment && fragment->serviceVni() == serviceVni ) return true;
    }
    return false;
@@ -114,13 +113,13 @@ void ServicePolicyConfigSm::withdrawOutdatedFragments() {
    for( auto const & [ name, entity ] : policyPublishBaseDir()->entityPtr() ) {
       auto const published = Lum::narrow< V1::KivPolicyFragment >( entity );
       if( !published ) continue;
-      auto const switchId = Harbor::systemIdFromString( name ).switchId();
+      auto const switchId = switchIdFromSystemId( name );
       for( auto const & [ fragmentName, fragment ] : published->policyFragment() ) {
          if( auto const machine = machineOf( fragmentName ) ) {
             squareFragment( *fragment, switchId, *machine );
          } else {
             TRACE6( trace(), " Withdrawing ", fragmentName, " from ", name );
-            revokePublishedPolicy( name, fragmentName, policyPublishBaseDir(), policyHelperInfo() );
+            revokePublishedPolicy( SwitchId( name ), fragmentName, policyPublishBaseDir(), policyHelperInfo() );
          }
       }
       // What stays is still the switch's, also where nothing was published again because a service VTEP is silent.
@@ -129,7 +128,7 @@ void ServicePolicyConfigSm::withdrawOutdatedFragments() {
 }
 
 // What the machine has published anew is as it should be; this is about what it has not touched.
-void ServicePolicyConfigSm::squareFragment( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+void ServicePolicyConfigSm::squareFragment( V1::ServicePolicyFragment & fragment, SwitchId const & switchId,
                                             ServicePolicyPerVniSm & machine ) {
    withdrawOutdatedPorts( fragment, switchId, *machine.policyRunningInfo() );
    withdrawOutdatedHosts( fragment, switchId, machine );
@@ -153,7 +152,7 @@ Lum::Ptr< ServicePolicyPerVniSm > ServicePolicyConfigSm::machineOf( Lum::String 
    return nullptr;
 }
 
-void ServicePolicyConfigSm::withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+void ServicePolicyConfigSm::withdrawOutdatedPorts( V1::ServicePolicyFragment & fragment, SwitchId const & switchId,
                                                    PolicyRunningInfo const & running ) {
    for( auto const & [ side, ports ] : fragment.serviceIntfSet() ) {
       auto const set = serviceIntfConfig()->intfSet( side == "near" ? running.nearIntfUuid() : running.farIntfUuid() );
@@ -164,7 +163,7 @@ void ServicePolicyConfigSm::withdrawOutdatedPorts( V1::ServicePolicyFragment & f
    }
 }
 
-void ServicePolicyConfigSm::withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, Lum::String const & switchId,
+void ServicePolicyConfigSm::withdrawOutdatedHosts( V1::ServicePolicyFragment & fragment, SwitchId const & switchId,
                                                    ServicePolicyPerVniSm & machine ) {
    bool const serviceVtep = machine.policyRunningInfo()->serviceVtepSwitchId( switchId );
    for( auto const & [ flowName, flow ] : fragment.flow() ) {

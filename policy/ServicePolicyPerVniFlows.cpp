@@ -20,15 +20,15 @@ bool isServiceFlow( Lum::String const & flowName ) {
 
 } // namespace
 
-Lum::Ptr< V1::ServicePolicyFragment > ServicePolicyPerVniSm::publishedFragment( Lum::String const & switchId ) const {
+Lum::Ptr< V1::ServicePolicyFragment > ServicePolicyPerVniSm::publishedFragment( SwitchId const & switchId ) const {
    return getPolicyFragment( switchId, fragmentName(), policyPublishBaseDir() );
 }
 
-Lum::Ptr< V1::ServicePolicyFragment > ServicePolicyPerVniSm::makeFragment( Lum::String const & switchId ) {
+Lum::Ptr< V1::ServicePolicyFragment > ServicePolicyPerVniSm::makeFragment( SwitchId const & switchId ) {
    return createAndPublishPolicy( switchId, fragmentName(), policyPublishBaseDir(), policyHelperInfo() );
 }
 
-void ServicePolicyPerVniSm::revokeFragment( Lum::String const & switchId ) {
+void ServicePolicyPerVniSm::revokeFragment( SwitchId const & switchId ) {
    revokePublishedPolicy( switchId, fragmentName(), policyPublishBaseDir(), policyHelperInfo() );
 }
 
@@ -39,7 +39,7 @@ void ServicePolicyPerVniSm::bringServiceFlowsUp() {
 }
 
 // Both flows work on every frame of the VNI pair and are tied to the near set.
-void ServicePolicyPerVniSm::createServiceFlowRules( Lum::String switchId ) {
+void ServicePolicyPerVniSm::createServiceFlowRules( SwitchId switchId ) {
    TRACE8( trace(), " swId: ", switchId );
    auto const ingress = constructFlow( PolicyFlowName::serviceVtepIngress, originalVni(), {}, {}, serviceVni(),
                                        InterceptPoint::interceptAtIngress, "near" );
@@ -53,7 +53,7 @@ void ServicePolicyPerVniSm::createServiceFlowRules( Lum::String switchId ) {
    fragment->grCookie()->isServiceVtepIs( true );
 }
 
-void ServicePolicyPerVniSm::createInterceptFlowRules( Neroli::IpGenAddr ip, Lum::String switchId ) {
+void ServicePolicyPerVniSm::createInterceptFlowRules( Neroli::IpGenAddr ip, SwitchId switchId ) {
    TRACE8( trace(), " SW: ", switchId );
    auto const running = host( ip );
    if( !running ) return;
@@ -93,7 +93,7 @@ void ServicePolicyPerVniSm::manageInterceptFlowRulesToVteps( Neroli::IpGenAddr i
    }
 }
 
-void ServicePolicyPerVniSm::addAllInterceptRulesToServiceVtep( Lum::String switchId ) {
+void ServicePolicyPerVniSm::addAllInterceptRulesToServiceVtep( SwitchId switchId ) {
    TRACE8( trace(), " swId: ", switchId );
    for( auto const & [ ip, running ] : host() ) {
       TRACE6( trace(), " ip: ", ip, " state: ", running->state() );
@@ -103,7 +103,7 @@ void ServicePolicyPerVniSm::addAllInterceptRulesToServiceVtep( Lum::String switc
    }
 }
 
-void ServicePolicyPerVniSm::handleServiceVtepSwitchId( Lum::String switchId ) {
+void ServicePolicyPerVniSm::handleServiceVtepSwitchId( SwitchId switchId ) {
    TRACE8( trace(), " swId: ", switchId );
    auto const isServiceVtep = policyRunningInfo()->serviceVtepSwitchId( switchId );
    if( parent()->policyInfoReady() && serviceVni().value() != 0 && isServiceVtep ) {
@@ -117,7 +117,7 @@ void ServicePolicyPerVniSm::handleServiceVtepSwitchId( Lum::String switchId ) {
    clearServiceVtep( switchId );
 }
 
-void ServicePolicyPerVniSm::clearServiceVtep( Lum::String switchId ) {
+void ServicePolicyPerVniSm::clearServiceVtep( SwitchId switchId ) {
    if( activeHostsOnSwitch( switchId ) == 0 ) {
       revokeFragment( switchId );
       return;
@@ -155,7 +155,7 @@ void ServicePolicyPerVniSm::manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAd
 }
 
 // The host itself may be counted at another place already, or not at all.
-bool ServicePolicyPerVniSm::isAlone( Neroli::IpGenAddr ip, Lum::String const & switchId ) const {
+bool ServicePolicyPerVniSm::isAlone( Neroli::IpGenAddr ip, SwitchId const & switchId ) const {
    auto const running = host( ip );
    bool const counted = running && running->insideVtepSwitchPair().isMember( switchId );
    return activeHostsPerInsideVtep( SwitchPair( switchId ) ) == ( counted ? 1 : 0 );
@@ -190,17 +190,17 @@ void ServicePolicyPerVniSm::manageFlowRemovalForHost( Neroli::IpGenAddr ip, Swit
 }
 
 // A cookie is what a restart places the host by.
-void ServicePolicyPerVniSm::forgetHost( Lum::String const & switchId, Neroli::IpGenAddr ip ) {
+void ServicePolicyPerVniSm::forgetHost( SwitchId const & switchId, Neroli::IpGenAddr ip ) {
    auto const fragment = publishedFragment( switchId );
    if( fragment && fragment->grCookie() ) fragment->grCookie()->interceptInfoDel( ip );
 }
 
-void ServicePolicyPerVniSm::removeIngressFlowFromVtep( Lum::String switchId, Neroli::IpGenAddr ip ) {
+void ServicePolicyPerVniSm::removeIngressFlowFromVtep( SwitchId switchId, Neroli::IpGenAddr ip ) {
    TRACE8( trace(), " swId: ", switchId, " ip: ", ip );
    if( auto const fragment = publishedFragment( switchId ) ) removeHostFlow( *fragment, ip );
 }
 
-void ServicePolicyPerVniSm::removeInterceptFlowsFromVtep( Lum::String switchId ) {
+void ServicePolicyPerVniSm::removeInterceptFlowsFromVtep( SwitchId switchId ) {
    TRACE8( trace(), " swId: ", switchId );
    auto const fragment = publishedFragment( switchId );
    if( !fragment ) return;
@@ -237,7 +237,7 @@ void ServicePolicyPerVniSm::removeServiceFlowsFromAllVteps() {
 }
 
 // The fragment, its interface sets and its cookie stay.
-void ServicePolicyPerVniSm::removeAllFlowsFromVtep( Lum::String switchId ) {
+void ServicePolicyPerVniSm::removeAllFlowsFromVtep( SwitchId switchId ) {
    TRACE8( trace(), " swId: ", switchId );
    if( auto const fragment = publishedFragment( switchId ) ) fragment->flowDelAll();
 }

@@ -47,7 +47,7 @@ std::uint64_t ServicePolicyPerVniSm::activeHostsPerInsideVtep( SwitchPair const 
    } );
 }
 
-std::uint64_t ServicePolicyPerVniSm::activeHostsOnSwitch( Lum::String const & switchId ) const {
+std::uint64_t ServicePolicyPerVniSm::activeHostsOnSwitch( SwitchId const & switchId ) const {
    auto const count =
       countHosts( *this, [ & ]( auto & running ) { return running.insideVtepSwitchPair().isMember( switchId ); } );
    TRACE6( trace(), " swId: ", switchId, " returning ", count );
@@ -232,7 +232,8 @@ void ServicePolicyPerVniSm::cleanup() {
    // And on a switch that neither is a service VTEP any more nor has a host: one that left as the last kept its
    // fragment.
    for( auto const & [ name, entity ] : policyPublishBaseDir()->entityPtr() ) {
-      if( publishedFragment( name ) ) revokeFragment( name );
+      SwitchId const switchId( name );
+      if( publishedFragment( switchId ) ) revokeFragment( switchId );
    }
    switchPairFlowConvergedIs( false );
    TRACE6( trace(), " fragmentRunningInfoDel for vni: ", originalVni() );

@@ -1,7 +1,5 @@
 #include "policy/WantedFlows.h"
 
-#include "platform/harbor/SystemId.h"
-
 #include <algorithm>
 
 namespace Kiv {
@@ -27,8 +25,6 @@ enum class Convergence {
    unsaid,    ///< one reports the fragment without them: not yet, or not any more
    refused,   ///< one has said no
 };
-
-Lum::Name keyOf( Lum::String const & switchId ) { return Harbor::systemIdFromString( switchId ).stringValue(); }
 
 V1::PolicyFlowInfo flowOf( Lum::String name, Vxlan::VniOrNone match, Vxlan::VniOrNone rewrite, V1::InterceptPoint at,
                            char const * serviceIntf, Neroli::EthAddr source = {} ) {
@@ -83,7 +79,7 @@ class VniOfGroup {
       std::set< Lum::Name > keys;
       for( auto const & host : hosts_ ) {
          for( auto const & member : { host.place.first(), host.place.second() } ) {
-            if( !member.empty() ) keys.insert( keyOf( member ) );
+            if( !member.empty() ) keys.insert( member.systemId().stringValue() );
          }
       }
       return keys;
@@ -197,7 +193,9 @@ class VniOfGroup {
    }
 
    static bool isAt( PlacedHost const & host, Lum::Name const & key ) {
-      auto const is = [ & ]( Lum::String const & member ) { return !member.empty() && keyOf( member ) == key; };
+      auto const is = [ & ]( SwitchId const & member ) {
+         return !member.empty() && member.systemId().stringValue() == key;
+      };
       return is( host.place.first() ) || is( host.place.second() );
    }
 
@@ -222,7 +220,8 @@ std::map< Lum::Name, Ports > portsOf( Standing const & standing, ServicePolicy c
       auto const set = standing.serviceIntfConfig->intfSet( uuid );
       if( !set ) continue;
       for( auto const & [ port, settings ] : set->intf() ) {
-         if( settings != ServiceInterface( port ) ) ports[ keyOf( port.switchId() ) ][ side ].insert( port.intf() );
+         if( settings != ServiceInterface( port ) )
+            ports[ port.switchId().systemId().stringValue() ][ side ].insert( port.intf() );
       }
    }
    return ports;

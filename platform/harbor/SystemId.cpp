@@ -3,19 +3,11 @@
 #include "platform/lum/Strep.h"
 #include "platform/neroli/EthAddr.h"
 
-#include <algorithm>
-
 namespace Harbor {
 
 SystemId systemIdFromString( Lum::String const & text ) {
    auto const mac = Neroli::EthAddr::parse( text.view() );
    return SystemId( mac ? mac->stringValue( '-' ) : text );
-}
-
-Lum::String SystemId::switchId() const {
-   std::string text = text_.str();
-   std::replace( text.begin(), text.end(), '-', ':' );
-   return text;
 }
 
 Lum::String SystemId::strep() const { return Lum::valueToStrep( text_ ); }

@@ -17,8 +17,6 @@ class SystemId {
 
    /// The text that keys a directory.
    Lum::String stringValue() const { return text_; }
-   /// The switch id of the running records, "02:00:00:00:00:0a". In a foreign text, too, every "-" becomes ":".
-   Lum::String switchId() const;
 
    friend bool operator==( SystemId const &, SystemId const & ) = default;
    friend bool operator<( SystemId const & a, SystemId const & b ) { return a.text_ < b.text_; }

@@ -61,16 +61,16 @@ class FragmentRunningInfo : public Lum::Entity {
    LUM_ENTITY( FragmentRunningInfo, originalVni, Vxlan::VniOrNone );
    /// By service VTEP: both service flows of this VNI are programmed; false where one is not, absent where none was
    /// reported. Written by ErrorStatusSm; ServicePolicyBrainSm removes switches that serve no more.
-   LUM_VALUES( serviceVtepFlowConverged, Lum::String, bool );
+   LUM_VALUES( serviceVtepFlowConverged, SwitchId, bool );
 };
 
 /// One policy group.
 class PolicyRunningInfo : public Lum::Entity {
    LUM_ENTITY( PolicyRunningInfo, name, Lum::Name );
-   LUM_SET( policyName, Lum::String );          // copy of the group's; shown. Written by ServicePolicyBrainSm
-   LUM_SET( serviceVtepSwitchId, Lum::String ); // who holds a port of the near or far set. ServiceIntfInfoSm
-   LUM_VALUE( nearIntfUuid, Lum::String );      // the one acted on; empty: none yet. ServicePolicyBrainSm
-   LUM_VALUE( farIntfUuid, Lum::String );       // likewise
+   LUM_SET( policyName, Lum::String );       // copy of the group's; shown. Written by ServicePolicyBrainSm
+   LUM_SET( serviceVtepSwitchId, SwitchId ); // who holds a port of the near or far set. ServiceIntfInfoSm
+   LUM_VALUE( nearIntfUuid, Lum::String );   // the one acted on; empty: none yet. ServicePolicyBrainSm
+   LUM_VALUE( farIntfUuid, Lum::String );    // likewise
    LUM_CHILDREN( hostInfo, Neroli::IpGenAddr, HostRunningInfo );               // its hosts. ServicePolicyBrainSm
    LUM_CHILDREN( fragmentRunningInfo, Vxlan::VniOrNone, FragmentRunningInfo ); // its original VNIs. ErrorStatusSm
    LUM_VALUES( originalToServiceVni, Vxlan::VniOrNone, Vxlan::VniOrNone ); // granted, never none. ServicePolicyBrainSm

@@ -3,7 +3,7 @@
 
 #include "platform/lum/Hash.h"
 #include "platform/lum/Strep.h"
-#include "platform/neroli/EthAddr.h"
+#include "records/kiv/SwitchId.h"
 
 #include <optional>
 #include <tuple>
@@ -14,21 +14,18 @@ namespace Kiv {
 class SwitchIntfPair {
  public:
    SwitchIntfPair() = default;
-   SwitchIntfPair( Lum::String switchId, Lum::String intf )
+   SwitchIntfPair( SwitchId switchId, Lum::String intf )
       : switchId_( std::move( switchId ) ), intf_( std::move( intf ) ) {}
 
-   /// "02:00:00:00:00:0a/Ethernet1/1", cut at the first "/": interface names hold more of them, switch ids none. A MAC
-   /// in another spelling is the same switch; a foreign id stays as it is. Nothing for a text without a "/" or with
-   /// nothing on one side of it.
+   /// "02:00:00:00:00:0a/Ethernet1/1", cut at the first "/": interface names hold more of them, switch ids none.
+   /// Nothing for a text without a "/" or with nothing on one side of it.
    static std::optional< SwitchIntfPair > parse( std::string_view text ) {
       std::size_t const slash = text.find( '/' );
       if( slash == 0 || slash >= text.size() - 1 ) return std::nullopt;
-      auto const mac = Neroli::EthAddr::parse( text.substr( 0, slash ) );
-      return SwitchIntfPair( mac ? mac->stringValue() : Lum::String( text.substr( 0, slash ) ),
-                             text.substr( slash + 1 ) );
+      return SwitchIntfPair( SwitchId( text.substr( 0, slash ) ), text.substr( slash + 1 ) );
    }
 
-   Lum::String const & switchId() const { return switchId_; }
+   SwitchId const & switchId() const { return switchId_; }
    Lum::String const & intf() const { return intf_; }
 
    friend bool operator==( SwitchIntfPair const &, SwitchIntfPair const & ) = default;
@@ -49,7 +46,7 @@ class SwitchIntfPair {
    }
    static SwitchIntfPair sequenceToValue( std::string_view & rest ) {
       Lum::needString( rest, "Value('Kiv::SwitchIntfPair', ** {'switchId': " );
-      auto switchId = Lum::sequenceToValue< Lum::String >( rest );
+      auto switchId = Lum::sequenceToValue< SwitchId >( rest );
       Lum::needString( rest, ", 'intf': " );
       auto intf = Lum::sequenceToValue< Lum::String >( rest );
       Lum::needString( rest, "})" );
@@ -57,7 +54,7 @@ class SwitchIntfPair {
    }
 
  private:
-   Lum::String switchId_;
+   SwitchId switchId_;
    Lum::String intf_;
 };
 

@@ -6,7 +6,7 @@ namespace Kiv {
 
 Lum::String SwitchPair::stringValue() const {
    if( members() == 0 ) return "none";
-   if( members() == 1 ) return getValidSwitch();
+   if( members() == 1 ) return getValidSwitch().stringValue();
    return Lum::textOf( first_, "/", second_ );
 }
 
@@ -17,9 +17,9 @@ Lum::String SwitchPair::strep() const {
 
 SwitchPair SwitchPair::sequenceToValue( std::string_view & rest ) {
    Lum::needString( rest, "Value('Kiv::SwitchPair', ** {'first': " );
-   auto first = Lum::sequenceToValue< Lum::String >( rest );
+   auto first = Lum::sequenceToValue< SwitchId >( rest );
    Lum::needString( rest, ", 'second': " );
-   auto second = Lum::sequenceToValue< Lum::String >( rest );
+   auto second = Lum::sequenceToValue< SwitchId >( rest );
    Lum::needString( rest, "})" );
    return SwitchPair( std::move( first ), std::move( second ) );
 }

@@ -1,7 +1,7 @@
 // The location of a VTEP.
 #pragma once
 
-#include "platform/lum/String.h"
+#include "records/kiv/SwitchId.h"
 
 #include <string_view>
 #include <utility>
@@ -13,28 +13,28 @@ namespace Kiv {
 class SwitchPair {
  public:
    SwitchPair() = default;
-   explicit SwitchPair( Lum::String first, Lum::String second = {} )
+   explicit SwitchPair( SwitchId first, SwitchId second = {} )
       : first_( std::move( first ) ), second_( std::move( second ) ) {}
 
-   Lum::String const & first() const { return first_; }
-   Lum::String const & second() const { return second_; }
+   SwitchId const & first() const { return first_; }
+   SwitchId const & second() const { return second_; }
 
    /// The number of members: 0, 1 or 2.
    unsigned members() const { return !first_.empty() + !second_.empty(); }
-   bool isMember( Lum::String const & switchId ) const {
+   bool isMember( SwitchId const & switchId ) const {
       return !switchId.empty() && ( first_ == switchId || second_ == switchId );
    }
    /// The slot beside the one that holds `switchId`; it may be empty. For a switch that is no member: `first`.
-   Lum::String other( Lum::String const & switchId ) const { return first_ == switchId ? second_ : first_; }
+   SwitchId const & other( SwitchId const & switchId ) const { return first_ == switchId ? second_ : first_; }
    /// A member, `first` before `second`; empty if there is none.
-   Lum::String getValidSwitch() const { return first_.empty() ? second_ : first_; }
+   SwitchId const & getValidSwitch() const { return first_.empty() ? second_ : first_; }
    /// True if every member of `pair` is a member here, and one here is not there. The empty pair is included in every
    /// other one.
    bool strictInclude( SwitchPair const & pair ) const { return includes( pair ) && !pair.includes( *this ); }
    /// The members that are not in `pair`, each in its slot.
    SwitchPair difference( SwitchPair const & pair ) const {
-      return SwitchPair( pair.isMember( first_ ) ? Lum::String() : first_,
-                         pair.isMember( second_ ) ? Lum::String() : second_ );
+      return SwitchPair( pair.isMember( first_ ) ? SwitchId() : first_,
+                         pair.isMember( second_ ) ? SwitchId() : second_ );
    }
 
    /// Slot by slot: the same members the other way round are another pair.
@@ -53,8 +53,8 @@ class SwitchPair {
       return ( pair.first_.empty() || isMember( pair.first_ ) ) && ( pair.second_.empty() || isMember( pair.second_ ) );
    }
 
-   Lum::String first_;
-   Lum::String second_;
+   SwitchId first_;
+   SwitchId second_;
 };
 
 } // namespace Kiv

@@ -5,10 +5,11 @@
 using namespace Kiv;
 
 TEST( KivUtils, APairKeepsItsFirstTwoMembersAndTheNewestStandsFirst ) {
-   SwitchPair const none, a( "a" ), ab( "a", "b" );
-   EXPECT_EQ( addSwitchToSwitchPair( none, "a" ), a );
-   EXPECT_EQ( addSwitchToSwitchPair( SwitchPair( "", "b" ), "a" ), ab );
-   for( char const * switchId : { "a", "b", "c" } ) EXPECT_EQ( addSwitchToSwitchPair( ab, switchId ), ab );
-   EXPECT_EQ( removeSwitchFromSwitchPair( ab, "b" ), a );
-   EXPECT_EQ( removeSwitchFromSwitchPair( a, "a" ), none );
+   SwitchId const A( "a" ), B( "b" ), C( "c" );
+   SwitchPair const none, a( A ), ab( A, B );
+   EXPECT_EQ( addSwitchToSwitchPair( none, A ), a );
+   EXPECT_EQ( addSwitchToSwitchPair( SwitchPair( SwitchId(), B ), A ), ab );
+   for( auto const & switchId : { A, B, C } ) EXPECT_EQ( addSwitchToSwitchPair( ab, switchId ), ab );
+   EXPECT_EQ( removeSwitchFromSwitchPair( ab, B ), a );
+   EXPECT_EQ( removeSwitchFromSwitchPair( a, A ), none );
 }

@@ -31,7 +31,7 @@ TEST_F( ShowPolicyDetailTest, AGroupAndItsHosts ) {
               "Policy Group: web\n Policies: \n Status: pending\n Service VTEPs: \n Near zone: \n  VLAN: 0\n"
               " Far zone: \n  VLAN: 0\n Original VNI: 16777216\n Service VNI: 16777216\n Hosts\n" );
 
-   web->serviceVtepSwitchIdIs( "02:00:00:00:00:0a", true );
+   web->serviceVtepSwitchIdIs( SwitchId( "02:00:00:00:00:0a" ), true );
    web->nearIntfUuidIs( "uuid-near" );
    web->farIntfUuidIs( "100%s" ); // a text, whatever it looks like
    web->farVlanIs( 4094 );

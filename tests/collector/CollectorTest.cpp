@@ -12,7 +12,7 @@ using namespace Kiv;
 
 InterceptFlowInfo flow( char const * host ) { return { Neroli::IpGenAddrWithMask( Lum::String( host ) ) }; }
 ServiceInterface port( Lum::String const & switchId, char const * vlan = "7" ) {
-   ServiceInterface made( SwitchIntfPair( switchId, "Ethernet1" ) );
+   ServiceInterface made( SwitchIntfPair( SwitchId( switchId ), "Ethernet1" ) );
    if( *vlan ) made.allowedVlan[ vlan ] = true;
    return made;
 }

@@ -43,9 +43,9 @@ class ErrorStatusTest : public testing::Test {
       report( name, fragment, "ServiceVtepIngress", ingress );
       report( name, fragment, "ServiceVtepEgress", egress );
    }
-   static bool converged( PolicyRunningInfo & group, Lum::String const & switchId ) {
+   static bool converged( PolicyRunningInfo & group, char const * switchId ) {
       auto const fragment = group.fragmentRunningInfo( vni );
-      return fragment && fragment->serviceVtepFlowConverged( switchId );
+      return fragment && fragment->serviceVtepFlowConverged( SwitchId( switchId ) );
    }
 
    std::vector< std::string > logs;
@@ -133,7 +133,7 @@ TEST_F( ErrorStatusTest, WhatASwitchSaidGoesWithIt ) {
       { "something else is there", [ & ] { reports->entityPtrIs( switchA, new Lum::Dir( switchA ) ); }, false },
       { "the machine goes", [ & ] { errorStatusSm = nullptr; }, true },
    };
-   web->serviceVtepSwitchIdIs( "02:00:aa:bb:cc:0a", true );
+   web->serviceVtepSwitchIdIs( SwitchId( "02:00:aa:bb:cc:0a" ), true );
    for( auto const & [ story, event, stays ] : cases ) {
       SCOPED_TRACE( story );
       for( auto const & name : { switchA, switchB } ) reportService( name, "dmz-web-100", 2, 2 );

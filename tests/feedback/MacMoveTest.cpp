@@ -18,8 +18,8 @@ Vxlan::Vni const vni( 5010 );
 class MacMove : public ::testing::Test {
  protected:
    MacMove() {
-      helper->vtepSwitchIdToIpIs( "02:00:00:00:00:0a", serviceVtep );
-      running->serviceVtepSwitchIdIs( "02:00:00:00:00:0a", true );
+      helper->vtepSwitchIdToIpIs( SwitchId( "02:00:00:00:00:0a" ), serviceVtep );
+      running->serviceVtepSwitchIdIs( SwitchId( "02:00:00:00:00:0a" ), true );
       host( ip, mac );
       learn( mac, leaf, 5 );
       machine = start();
@@ -107,8 +107,8 @@ TEST_F( MacMove, AnEntryIsWrittenOnlyWhenAllIsKnown ) {
       info->moveCountByVtepIs( 0 );
       output->vniStatusV2DelAll();
       learn( mac, learntAt, 5 );
-      vtepKnown ? helper->vtepSwitchIdToIpIs( "02:00:00:00:00:0a", serviceVtep )
-                : helper->vtepSwitchIdToIpDel( "02:00:00:00:00:0a" );
+      vtepKnown ? helper->vtepSwitchIdToIpIs( SwitchId( "02:00:00:00:00:0a" ), serviceVtep )
+                : helper->vtepSwitchIdToIpDel( SwitchId( "02:00:00:00:00:0a" ) );
       info->stateIs( state );
       info->moveCountByVtepIs( moves );
       EXPECT_EQ( outbid(), expected );

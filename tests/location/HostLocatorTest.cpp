@@ -28,7 +28,7 @@ struct Fabric {
       tables( vni )->macVtepTableIs( { mac, vtep, 0, 0 } );
    }
    void pairAt( Neroli::IpAddr vtep, char const * first, char const * second = "" ) {
-      helper->vtepIpToSwitchPairIs( vtep, SwitchPair( first, second ) );
+      helper->vtepIpToSwitchPairIs( vtep, SwitchPair( SwitchId( first ), SwitchId( second ) ) );
    }
    Lum::Ptr< HostInfo > intercept( Neroli::IpGenAddr ip = hostIp ) {
       auto const host = helper->ipToPolicyIs( ip );

@@ -89,7 +89,7 @@ TEST( Coalesced, ACookieRestoresTheGroupItsServiceVtepsAndItsHosts ) {
    ASSERT_TRUE( group );
    EXPECT_EQ( group->policyState(), PolicyRunningState::policyRestored );
    EXPECT_EQ( group->originalToServiceVni( Vxlan::VniOrNone( 7 ) ).value(), 500u );
-   EXPECT_TRUE( group->serviceVtepSwitchId( "02:00:00:00:00:0a" ) );
+   EXPECT_TRUE( group->serviceVtepSwitchId( SwitchId( "02:00:00:00:00:0a" ) ) );
    EXPECT_EQ( group->serviceVtepSwitchId().size(), 1u );
    auto const restored = group->hostInfo( ip );
    ASSERT_TRUE( restored );
