@@ -90,8 +90,9 @@ void ServiceIntfInfoSm::updateIntfForPolicy( Lum::String const & group, Vxlan::V
    char const * const intfSetName = uuid() == running->nearIntfUuid()  ? "near"
                                     : uuid() == running->farIntfUuid() ? "far"
                                                                        : nullptr;
-   if( !intfSetName && !isNamedBy( group ) ) {
-      // It named another one while it was pending, and stays in the list of this one until its own end.
+   if( !intfSetName && ( state == State::policyIntfChanging || !isNamedBy( group ) ) ) {
+      // It named this one while it was pending, and stays in its list until its own end; or it is on its way here, and
+      // will ask for the ports once it has arrived.
       TRACE6( trace(), " return - ", group, " names another uuid" );
       return;
    }

@@ -60,6 +60,20 @@ TEST_F( Redirect, AUuidThatWasCorrectedIsNoneOfTheGroups ) {
    }
 }
 
+// Who takes the old set does so before the group has written down the new one.
+TEST_F( Redirect, AUuidThatIsTakenInTheMidstOfAChangeIsNotYetTheGroups ) {
+   fabric.group( "web", { "10.0.0.1" }, "n2", "far" );
+   fabric.patch( groups + "web/nearIntfUuid", "\"near\"" );
+   fabric.port( "n2", 'E' );
+   fabric.host( "10.0.0.2", shop, 'D' );
+   fabric.group( "shop", { "10.0.0.2" }, "near", "n2" );
+   EXPECT_EQ( fabric.stateOf( "web" ) + fabric.stateOf( "shop" ), "\"policyRunning\"\"policyPending\"" );
+   fabric.patch( groups + "web/nearIntfUuid", "\"n2\"" );
+   EXPECT_EQ( fabric.stateOf( "web" ) + fabric.stateOf( "shop" ), "\"policyPending\"\"policyRunning\"" );
+   fabric.switchesAnswer();
+   EXPECT_EQ( fabric.flows( 'D', "shop-5010" ), insideFlows( { "10.0.0.2" } ) );
+}
+
 TEST_F( Redirect, AUuidThatIsLeftIsForWhoWaits ) {
    redirect();
    fabric.port( "n2", 'E' );
