@@ -4,6 +4,7 @@
 #include "host/KivdOptions.h"
 #include "host/Stdio.h"
 
+#include <boost/asio/io_context.hpp>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>

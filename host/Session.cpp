@@ -2,6 +2,7 @@
 
 #include "agent/KivAgent.h"
 #include "platform/lum/Clock.h"
+#include "platform/moth/SteadyTaskScheduler.h"
 
 namespace Host {
 

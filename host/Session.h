@@ -3,13 +3,14 @@
 
 #include "host/Watches.h"
 #include "platform/lum/Log.h"
-#include "platform/moth/SteadyTaskScheduler.h"
 #include "platform/moth/VirtualTaskScheduler.h"
 
-#include <boost/asio/io_context.hpp>
 #include <deque>
 #include <functional>
 
+namespace boost::asio {
+class io_context;
+}
 namespace Oxlet {
 class AgentCommandRequestDirSm;
 }

@@ -1,6 +1,7 @@
 #include "host/Stdio.h"
 
 #include <algorithm>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <cerrno>
 #include <climits>

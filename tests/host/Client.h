@@ -3,6 +3,7 @@
 
 #include "host/Session.h"
 
+#include <boost/asio/io_context.hpp>
 #include <gtest/gtest.h>
 
 class Client : public testing::Test {

@@ -1,8 +1,6 @@
 #include "tests/scenery/Fabric.h"
 
-#include "agent/KivAgent.h"
-#include "policy/WantedFlows.h"
-
+#include <boost/asio/io_context.hpp>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <iostream>
@@ -39,7 +37,8 @@ std::string portOf( std::string const & uuid, char letter, std::string const & s
 } // namespace
 
 Fabric::Fabric()
-   : session_( Host::Session::Clock::virtualClock, loop_,
+   : loop_( std::make_unique< boost::asio::io_context >() ),
+     session_( Host::Session::Clock::virtualClock, *loop_,
                [ this ]( std::string const & line ) { handleChange( line ); } ) {
    vtep( 'A', "192.0.2.10" );
    vtep( 'B', "192.0.2.10" );
@@ -250,26 +249,6 @@ void Fabric::handleChange( std::string const & line ) {
    auto const & flow = *at->MemberBegin();
    journal_.push_back(
       Lum::textOf( where, " ", tokens[ 7 ], flow.value.IsNull() ? " -" : " +", flow.name.GetString() ) );
-}
-
-void Fabric::expectAsWanted() {
-   auto const root = session_.agent() ? session_.agent()->rootSm() : nullptr;
-   if( !root ) return;
-   Kiv::WantedFragments wanted;
-   if( !root->servicePolicyConfigSm() && root->kivAgentStatus()->running() ) return; // it waits, and touches nothing
-   if( root->servicePolicyConfigSm() ) {
-      wanted =
-         Kiv::wantedFlows( { root->kivAgentConfig(), root->servicePolicyConfig(), root->serviceIntfConfig(),
-                             root->policyHelperInfo(), root->policyRunningInfoCol(), root->kivPolicyStatusDir() } );
-   }
-   for( auto const & line : Kiv::discrepancies( wanted, *root->policyPublishBaseDir() ) ) ADD_FAILURE() << line;
-}
-
-void Fabric::expectRepeatChangesNothing() {
-   hubWrites_.clear();
-   Lum::repeatReactions( *session_.agent()->rootSm() );
-   EXPECT_EQ( hubWrites_, std::vector< std::string >() );
-   expectAsWanted();
 }
 
 std::set< std::string > serviceFlows() { return { "ServiceVtepEgress", "ServiceVtepIngress" }; }

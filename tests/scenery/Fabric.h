@@ -8,6 +8,7 @@
 #include "host/Session.h"
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -78,7 +79,7 @@ class Fabric {
    void forget( std::string const & pointer, Host::Json const & fragment, std::vector< char const * > const & path );
    std::string statusOf( Host::Json const & fragments );
 
-   boost::asio::io_context loop_;
+   std::unique_ptr< boost::asio::io_context > const loop_;
    std::vector< std::string > journal_;
    std::vector< std::string > hubWrites_;                 // every one, as it was told
    std::set< std::pair< char, std::string > > withdrawn_; // since the switch answered last
