@@ -4,6 +4,7 @@
 #include "platform/lineout/Lineout.h"
 #include "platform/lum/Collection.h"
 #include "platform/lum/PtrInterface.h"
+#include "platform/lum/Strep.h"
 
 #include <cstdint>
 

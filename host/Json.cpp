@@ -1,6 +1,7 @@
 #include "host/Json.h"
 
 #include <algorithm>
+#include <charconv>
 #include <rapidjson/error/en.h>
 #include <unordered_set>
 
@@ -14,7 +15,17 @@ Refusal unreadable( std::string const & reason, std::size_t offset ) {
    return { "", reason + " (at character " + std::to_string( offset + 1 ) + ")" };
 }
 
-/// Looks for what the parser would run into: a zero, which it takes for the end, and deep nesting.
+/// The code unit that the escape at `text` stands for; nothing if it is no "\\uXXXX".
+std::optional< unsigned > unitAt( std::string_view text ) {
+   if( !text.starts_with( "\\u" ) ) return std::nullopt;
+   unsigned unit = 0;
+   auto const digits = text.substr( 2, 4 );
+   auto const read = std::from_chars( digits.data(), digits.data() + digits.size(), unit, 16 );
+   return read.ptr == digits.data() + 4 ? std::optional( unit ) : std::nullopt;
+}
+
+/// Looks for what the parser would run into or let pass: a zero, which it takes for the end, deep nesting, and half of
+/// a surrogate pair, which is no character.
 void checkText( std::string_view text ) {
    int depth = 0;
    bool quoted = false;
@@ -23,7 +34,11 @@ void checkText( std::string_view text ) {
       if( each == '\0' ) throw unreadable( "A zero character is no JSON.", i );
       if( each == '"' ) quoted = !quoted;
       if( quoted ) {
-         if( each == '\\' ) ++i;
+         if( each != '\\' ) continue;
+         auto const unit = unitAt( text.substr( i ) );
+         bool const high = unit && ( *unit & 0xfc00 ) == 0xd800;
+         if( unit && ( *unit & 0xfc00 ) == 0xdc00 ) throw unreadable( "A low surrogate without a high one.", i );
+         i += high ? 11 : 1; // the parser sees to what follows a high one
       } else if( each == '{' || each == '[' ) {
          if( ++depth > deepest ) throw unreadable( "Nested too deeply.", i );
       } else if( each == '}' || each == ']' ) {

@@ -9,13 +9,16 @@ namespace {
 
 std::optional< std::string > itself( std::string_view text ) { return std::string( text ); }
 
+// A path to it is cut at "/".
 std::optional< std::string > systemIdOf( std::string_view text ) {
+   if( text.find( '/' ) != text.npos ) return std::nullopt;
    return Harbor::systemIdFromString( text ).stringValue().str();
 }
 
 // Blanks around the number and zeros before it are no part of what it means.
 std::optional< std::string > vniOf( std::string_view text ) {
-   auto const begin = std::min( text.find_first_not_of( " 0" ), text.find_last_of( '0' ) );
+   auto const number = text.find_first_not_of( " 0" );
+   auto const begin = number == text.npos ? text.find_last_of( '0' ) : number;
    auto const end = text.find_last_not_of( ' ' );
    if( begin == text.npos ) return std::nullopt;
    auto const vni = Vxlan::Vni::parse( text.substr( begin, end + 1 - begin ) );

@@ -41,6 +41,7 @@ Session::~Session() {
 
 void Session::load( std::string_view document ) {
    auto const patch = parsed( document );
+   if( !patch.IsObject() ) throw Refusal{ "", "a document is a JSON object" };
    tree_.check( patch );
    tree_.apply( patch );
 }

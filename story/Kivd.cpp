@@ -21,6 +21,7 @@ void check( bool ok, char const * what ) {
    dup2( input, STDIN_FILENO );
    dup2( output, STDOUT_FILENO );
    std::vector< char * > words;
+   words.reserve( command.size() + 1 );
    for( auto & word : command ) words.push_back( word.data() );
    words.push_back( nullptr );
    execv( words[ 0 ], words.data() );
