@@ -50,9 +50,11 @@ class MachineMap : public HashMap2018< K, Ptr< T > > {
       return machine;
    }
 
-   /// Removes the machine, with its end.
+   /// Removes the machine, with its end. One that takes its place meanwhile stays.
    Ptr< T > del( K const & key ) {
-      if( auto const held = at( key ) ) runEnd< End::held >( *held );
+      auto const held = at( key );
+      if( held ) runEnd< End::held >( *held );
+      if( at( key ) != held ) return held;
       auto gone = take( key );
       if( gone ) runEnd< End::removed >( *gone );
       return gone;
@@ -94,9 +96,11 @@ class MachineSlot {
       return machine_ = machine;
    }
 
-   /// Removes the machine, with its end.
+   /// Removes the machine, with its end. One that takes its place meanwhile stays.
    Ptr< T > del() {
-      if( auto const held = machine_ ) runEnd< End::held >( *held );
+      auto const held = machine_;
+      if( held ) runEnd< End::held >( *held );
+      if( machine_ != held ) return held;
       auto gone = take();
       if( gone ) runEnd< End::removed >( *gone );
       return gone;

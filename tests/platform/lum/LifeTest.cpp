@@ -198,6 +198,17 @@ TEST_F( Field, AMachineEndsAsItSays ) {
    } const story[] = {
       { "behind the removal", [ & ] { EXPECT_EQ( field->strawDel( 1 )->number(), 1 ); }, "straw1 removed" },
       { "before it", [ & ] { EXPECT_EQ( field->cropDel( 1 )->number(), 1 ); }, "crop1 held active" },
+      { "before it, and another takes its place, which stays",
+        [ & ] {
+           field->cropIs( 5 );
+           stage.script[ "crop5 held active" ] = [ & ] { field->cropDel( 5, Lum::withoutEnd ), field->cropIs( 5 ); };
+           field->cropDel( 5 );
+           stage.script[ "crop9 held active" ] = [ & ] { field->lastCropIs( 8 ); };
+           field->lastCropDel();
+           EXPECT_TRUE( field->cropDel( 5, Lum::withoutEnd ) && field->lastCrop()->number() == 8 );
+           field->lastCropIs( 9 );
+        },
+        "crop5 held active crop9 held active" },
       { "not at all", [ & ] { EXPECT_EQ( field->stoneDel( 1 )->number(), 1 ); }, "" },
       { "what is not there", [ & ] { EXPECT_FALSE( field->strawDel( 1 ) || field->cropDel( 1 ) ); }, "" },
       { "where the call leaves it out",
