@@ -31,8 +31,9 @@ void ServicePolicyConfigSm::adoptRestoredPolicy( PolicyRunningInfo & running, Se
    auto const far = policy.farIntfUuid();
    running.nearIntfUuidIs( near );
    running.farIntfUuidIs( far );
-   for( auto const & uuid : { near, far } )
-      policyHelperInfo()->intfUuidToPolicyIs( uuid )->policyIs( running.name(), true );
+   for( auto const & uuid : { near, far } ) {
+      if( !uuid.empty() ) policyHelperInfo()->intfUuidToPolicyIs( uuid )->policyIs( running.name(), true );
+   }
    // A group that can never be ready owns nothing.
    if( near == far || near.empty() || far.empty() ) return;
    // The first restored group to reach a UUID keeps it; a second one stays without either of its two.
@@ -181,7 +182,8 @@ void ServicePolicyConfigSm::withdrawOutdatedHosts( V1::ServicePolicyFragment & f
    if( !fragment.grCookie() ) return;
    for( auto const & [ ip, cookie ] : fragment.grCookie()->interceptInfo() ) {
       auto const host = machine.host( ip );
-      if( !host || !host->insideVtepSwitchPair().isMember( switchId ) ) fragment.grCookie()->interceptInfoDel( ip );
+      bool const here = host && host->insideVtepSwitchPair().isMember( switchId );
+      if( !here || cookie.mac != host->mac() ) fragment.grCookie()->interceptInfoDel( ip );
    }
 }
 

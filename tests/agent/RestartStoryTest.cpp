@@ -164,6 +164,29 @@ TEST( Restart, NeighboursKeepTheirFlows ) {
    }
 }
 
+// No switch remembers the old MAC, but the published tree does: a later restart would place it again.
+TEST( Restart, ACookieOfAnotherMacGoes ) {
+   for( char at : { 'A', 'C' } ) {
+      SCOPED_TRACE( at );
+      Fabric before;
+      build( before );
+      before.host( "10.0.0.2", "02:00:aa:00:00:02", at );
+      before.group( "web", { "10.0.0.2" } );
+      before.switchesAnswer();
+      auto const published = "/hub/kiv/version1/policy/switch/" + Fabric::id( at, '-' );
+      auto const cookie = published + "/policyFragment/web-5010/grCookie/interceptInfo/10.0.0.2";
+      EXPECT_NE( before.get( cookie ), "" );
+      Fabric after;
+      after.patch( "/state", before.get( "/state" ) );
+      after.patch( "/hub", before.get( "/hub" ) );
+      for( char letter = 'A'; letter <= 'E'; ++letter ) after.patch( status + Fabric::id( letter, '-' ), "null" );
+      after.patch( published + "/policyFragment/web-5010/flow/InsideVtepIngress-10.0.0.2", "null" );
+      after.host( "10.0.0.2", "02:00:aa:00:00:03", at );
+      after.start();
+      EXPECT_EQ( after.get( cookie ), "" );
+   }
+}
+
 // A service VTEP that has not reported keeps the hosts from new flows, but those that they have are theirs.
 TEST( Restart, HostsOfAnUnconvergedGroupCanMoveAndGo ) {
    Fabric before;
