@@ -2,9 +2,8 @@
 #include "feedback/KivErrorStatus.h"
 
 #include "platform/lum/Log.h"
+#include "tests/platform/lum/Steps.h"
 
-#include <functional>
-#include <gtest/gtest.h>
 #include <optional>
 
 using namespace Kiv;
@@ -34,17 +33,14 @@ class ErrorStatusTest : public testing::Test {
       auto const all = reports->createEntity< V1::KivPolicyFragmentStatus >( name );
       auto const fragment = all->policyFragmentIs( fragmentName );
       fragment->originalVniIs( vni );
-      V1::PolicyFlowStatus record;
-      record.flowName = flow;
-      record.status = status.value_or( 0 );
-      status ? fragment->flowStatusIs( record ) : fragment->flowStatusDel( flow );
+      status ? fragment->flowStatusIs( { flow, *status, "", {} } ) : fragment->flowStatusDel( flow );
    }
    void reportService( Lum::Name const & name, char const * fragment, Status ingress, Status egress ) {
       report( name, fragment, "ServiceVtepIngress", ingress );
       report( name, fragment, "ServiceVtepEgress", egress );
    }
-   static bool converged( PolicyRunningInfo & group, char const * switchId ) {
-      auto const fragment = group.fragmentRunningInfo( vni );
+   bool converged( char const * switchId ) const {
+      auto const fragment = web->fragmentRunningInfo( vni );
       return fragment && fragment->serviceVtepFlowConverged( SwitchId( switchId ) );
    }
 
@@ -68,34 +64,29 @@ TEST_F( ErrorStatusTest, AServiceVtepHasConvergedWithBothFlowsProgrammed ) {
       SCOPED_TRACE( testing::Message() << ingress.value_or( 9 ) << " " << egress.value_or( 9 ) );
       logs.clear();
       reportService( switchA, "dmz-web-100", ingress, egress );
-      EXPECT_EQ( converged( *web, "02:00:aa:bb:cc:0a" ), expected );
+      EXPECT_EQ( converged( "02:00:aa:bb:cc:0a" ), expected );
       EXPECT_EQ( logs, std::vector< std::string >( count, "Unable to install redirect rule on VTEP 02:00:aa:bb:cc:0a "
                                                           "for policy dmz-web for VNI 100" ) );
       web->fragmentRunningInfoDelAll();
       start(); // a machine that is made now sees the same
-      EXPECT_EQ( converged( *web, "02:00:aa:bb:cc:0a" ), expected );
+      EXPECT_EQ( converged( "02:00:aa:bb:cc:0a" ), expected );
    }
 }
 
 TEST_F( ErrorStatusTest, AHostsFlowIsPresentWhileAnySwitchHoldsIt ) {
-   struct {
-      char const * story;
-      Lum::Name name;
-      char const * fragment;
-      Status status;
-      bool present;
-   } const steps[] = { { "the host appears", switchA, "dmz-web-100", 2, true },
-                       { "the other switch of the pair has it, too", switchB, "dmz-web-100", 2, true },
-                       { "the first drops it", switchA, "dmz-web-100", {}, true },
-                       { "the second is refused", switchB, "dmz-web-100", 3, false },
-                       { "and succeeds", switchB, "dmz-web-100", 2, true },
-                       { "another fragment has such a flow", switchC, "dmz-web-200", 2, true },
-                       { "which is none of this one", switchB, "dmz-web-100", 1, false } };
-   for( auto const & [ story, name, fragment, status, present ] : steps ) {
-      SCOPED_TRACE( story );
+   auto const say = [ this ]( Lum::Name const & name, Status status, char const * fragment = "dmz-web-100" ) {
       report( name, fragment, "InsideVtepIngress-2001:db8::1", status );
-      EXPECT_EQ( host->insideVtepIngressFlowPresent(), present );
-   }
+   };
+   Step const story[] = {
+      { "the host appears", [ & ] { say( switchA, 2 ); }, "present" },
+      { "the other switch of the pair has it, too", [ & ] { say( switchB, 2 ); }, "present" },
+      { "the first drops it", [ & ] { say( switchA, {} ); }, "present" },
+      { "the second is refused", [ & ] { say( switchB, 3 ); }, "" },
+      { "and succeeds", [ & ] { say( switchB, 2 ); }, "present" },
+      { "another fragment has such a flow", [ & ] { say( switchC, 2, "dmz-web-200" ); }, "present" },
+      { "which is none of this one", [ & ] { say( switchB, 1 ); }, "" },
+   };
+   play( story, [ this ] { return host->insideVtepIngressFlowPresent() ? "present" : ""; } );
 }
 
 TEST_F( ErrorStatusTest, AHostMayJoinAfterTheReportOfItsFlow ) {
@@ -139,10 +130,10 @@ TEST_F( ErrorStatusTest, WhatASwitchSaidGoesWithIt ) {
       for( auto const & name : { switchA, switchB } ) reportService( name, "dmz-web-100", 2, 2 );
       report( switchA, "dmz-web-100", "InsideVtepIngress-2001:db8::1", 2 );
       event();
-      EXPECT_EQ( converged( *web, "02:00:aa:bb:cc:0a" ), stays );
+      EXPECT_EQ( converged( "02:00:aa:bb:cc:0a" ), stays );
       EXPECT_EQ( host->insideVtepIngressFlowPresent(), stays );
       reports->entityPtrDel( switchB ); // which is no service VTEP any more
-      EXPECT_TRUE( converged( *web, "02:00:aa:bb:cc:0b" ) );
+      EXPECT_TRUE( converged( "02:00:aa:bb:cc:0b" ) );
    }
 }
 

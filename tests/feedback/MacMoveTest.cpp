@@ -1,22 +1,17 @@
 #include "feedback/KivMacMove.h"
-
-#include <gtest/gtest.h>
+#include "tests/platform/lum/Steps.h"
 
 namespace {
 
 using namespace Kiv;
 
-Neroli::IpGenAddr const ip = *Neroli::IpGenAddr::parse( "10.0.0.1" );
-Neroli::IpGenAddr const otherIp = *Neroli::IpGenAddr::parse( "10.0.0.2" );
-Neroli::EthAddr const mac = *Neroli::EthAddr::parse( "02:00:aa:00:00:01" );
-Neroli::EthAddr const otherMac = *Neroli::EthAddr::parse( "02:00:aa:00:00:02" );
-Neroli::IpAddr const serviceVtep = *Neroli::IpAddr::parse( "192.0.2.10" );
-Neroli::IpAddr const leaf = *Neroli::IpAddr::parse( "192.0.2.1" );
+Neroli::IpGenAddr const ip( "10.0.0.1" ), otherIp( "10.0.0.2" );
+Neroli::EthAddr const mac( 1 ), otherMac( 2 );
+Neroli::IpAddr const serviceVtep( 0xc000020a ), leaf( 0xc0000201 );
 Vxlan::Vni const vni( 5010 );
 
 /// A group with a host on VNI 5010 behind a leaf, a service VTEP, and a switch that reports.
-class MacMove : public ::testing::Test {
- protected:
+struct MacMove : testing::Test {
    MacMove() {
       helper->vtepSwitchIdToIpIs( SwitchId( "02:00:00:00:00:0a" ), serviceVtep );
       running->serviceVtepSwitchIdIs( SwitchId( "02:00:00:00:00:0a" ), true );
@@ -35,19 +30,11 @@ class MacMove : public ::testing::Test {
    }
 
    void learn( Neroli::EthAddr hardware, Neroli::IpAddr at, std::uint32_t moves ) {
-      Loomis::MacVtepV2 entry;
-      entry.mac = hardware;
-      entry.vtepIp = at;
-      entry.moveCount = moves;
-      vniDir->createEntity< Loomis::VniFdbStatusV2 >( "5010" )->macVtepTableIs( entry );
+      vniDir->createEntity< Loomis::VniFdbStatusV2 >( "5010" )->macVtepTableIs( { hardware, at, moves, 0 } );
    }
 
    void report( char const * flow, std::uint32_t moves, Neroli::EthAddr hardware = mac ) {
-      V1::PolicyFlowStatus status;
-      status.flowName = flow;
-      status.hostMoveCount.mac = hardware;
-      status.hostMoveCount.moveCount = moves;
-      fragment->flowStatusIs( status );
+      fragment->flowStatusIs( { flow, 0, "", { hardware, moves } } );
    }
 
    std::uint32_t count() { return running->hostInfo( ip )->moveCountByVtep(); }
@@ -86,23 +73,8 @@ TEST_F( MacMove, ReportsOnlyRaiseTheCountAndItsFlowTakesItBack ) {
 
 TEST_F( MacMove, AnEntryIsWrittenOnlyWhenAllIsKnown ) {
    auto const info = running->hostInfo( ip );
-   struct {
-      char const * story;
-      PolicyRunningState state;
-      std::uint32_t moves;
-      Neroli::IpAddr learntAt;
-      bool vtepKnown;
-      std::uint32_t expected;
-   } const cases[] = {
-      { "all there", PolicyRunningState::policyRunning, 5, leaf, true, 6 },
-      { "another state, even with flows", PolicyRunningState::policyOrchestrating, 5, leaf, true, 0 },
-      { "the switch has not seen the move yet", PolicyRunningState::policyRunning, 4, leaf, true, 0 },
-      { "no count", PolicyRunningState::policyRunning, 0, leaf, true, 0 },
-      { "it stands at the service VTEP already", PolicyRunningState::policyRunning, 5, serviceVtep, true, 0 },
-      { "no address of a service VTEP", PolicyRunningState::policyRunning, 5, leaf, false, 0 },
-   };
-   for( auto const & [ story, state, moves, learntAt, vtepKnown, expected ] : cases ) {
-      SCOPED_TRACE( story );
+   auto const given = [ & ]( PolicyRunningState state, unsigned moves, Neroli::IpAddr learntAt,
+                             bool vtepKnown = true ) {
       info->stateIs( PolicyRunningState::policyDeleted );
       info->moveCountByVtepIs( 0 );
       output->vniStatusV2DelAll();
@@ -111,8 +83,17 @@ TEST_F( MacMove, AnEntryIsWrittenOnlyWhenAllIsKnown ) {
                 : helper->vtepSwitchIdToIpDel( SwitchId( "02:00:00:00:00:0a" ) );
       info->stateIs( state );
       info->moveCountByVtepIs( moves );
-      EXPECT_EQ( outbid(), expected );
-   }
+   };
+   using enum PolicyRunningState;
+   Step const story[] = {
+      { "all there", [ & ] { given( policyRunning, 5, leaf ); }, "6" },
+      { "another state, even with flows", [ & ] { given( policyOrchestrating, 5, leaf ); }, "0" },
+      { "the switch has not seen the move yet", [ & ] { given( policyRunning, 4, leaf ); }, "0" },
+      { "no count", [ & ] { given( policyRunning, 0, leaf ); }, "0" },
+      { "it stands at the service VTEP already", [ & ] { given( policyRunning, 5, serviceVtep ); }, "0" },
+      { "no address of a service VTEP", [ & ] { given( policyRunning, 5, leaf, false ); }, "0" },
+   };
+   play( story, [ this ] { return std::to_string( outbid() ); } );
 }
 
 TEST_F( MacMove, AnEntryTakesItsTableAlongOnlyWhileOthersAreInIt ) {
@@ -135,11 +116,7 @@ TEST_F( MacMove, AnEntryTakesItsTableAlongOnlyWhileOthersAreInIt ) {
 TEST_F( MacMove, AStartRemovesWhatNobodyKnowsAndTakesUpTheRest ) {
    machine = nullptr;
    for( auto const & [ at, hardware ] : { std::pair( 5010u, mac ), { 5010u, otherMac }, { 5011u, mac } } ) {
-      Loomis::MacVtepV2 entry;
-      entry.mac = hardware;
-      entry.vtepIp = serviceVtep;
-      entry.moveCount = 6;
-      output->vniStatusV2Is( Vxlan::Vni( at ) )->macVtepTableIs( entry );
+      output->vniStatusV2Is( Vxlan::Vni( at ) )->macVtepTableIs( { hardware, serviceVtep, 6, 0 } );
    }
    learn( mac, serviceVtep, 6 );
    running->hostInfo( ip )->stateIs( PolicyRunningState::policyRunning );

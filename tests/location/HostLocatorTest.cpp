@@ -1,10 +1,9 @@
 // How a host is found in the fabric's tables, followed and lost.
 #include "location/KivHostLocator.h"
 #include "platform/moth/VirtualTaskScheduler.h"
+#include "tests/platform/lum/Steps.h"
 
 #include <algorithm>
-#include <functional>
-#include <gtest/gtest.h>
 
 using namespace Kiv;
 
@@ -84,28 +83,28 @@ TEST( HostLocator, TheAddressesOfAMacShareItsPlace ) {
       it.intercept( ip );
       it.bind( ip, mac1 );
    }
-   auto const placesAre = [ & ]( std::vector< std::string > const & expected ) {
-      std::vector< std::string > places;
-      for( auto const & ip : ips ) places.push_back( it.helper->ipToPolicy( ip ) ? it.place( ip ) : "" );
-      EXPECT_EQ( places, expected );
+   auto const places = [ & ] {
+      std::string text;
+      for( auto const & ip : ips ) text += it.helper->ipToPolicy( ip ) ? it.place( ip ) + ", " : "gone, ";
+      return text;
    };
-   placesAre( { "100 1 a/b", "100 1 a/b", "100 1 a/b" } );
-   it.learn( mac1, vtep2 );
-   placesAre( { "100 1 c", "100 1 c", "100 1 c" } );
-   it.helper->ipToPolicyDel( ips[ 2 ] ); // the one that was followed
-   it.learn( mac1, vtep1 );
-   placesAre( { "100 1 a/b", "100 1 a/b", "" } );
-   it.bind( ips[ 0 ], mac2 ); // one that was not
-   placesAre( { "100 2 none", "100 1 a/b", "" } );
-   it.pairAt( vtep1, "d" );
-   placesAre( { "100 2 none", "100 1 d", "" } );
-   it.bind( ips[ 0 ], mac1 );
-   placesAre( { "100 1 d", "100 1 d", "" } );
-   it.tables( 100 )->macVtepTableDel( mac1 ); // an address that comes now is where the others are
-   it.intercept( ips[ 2 ] );
-   placesAre( { "100 1 d", "100 1 d", "100 1 d" } );
-   it.dir->entityPtrDel( "100" );
-   placesAre( { "none 0 none", "none 0 none", "none 0 none" } );
+   Step const story[] = {
+      { "three", [] {}, "100 1 a/b, 100 1 a/b, 100 1 a/b, " },
+      { "they move", [ & ] { it.learn( mac1, vtep2 ); }, "100 1 c, 100 1 c, 100 1 c, " },
+      { "the one that is followed goes, and they move",
+        [ & ] { it.helper->ipToPolicyDel( ips[ 2 ] ), it.learn( mac1, vtep1 ); }, "100 1 a/b, 100 1 a/b, gone, " },
+      { "one that is not has another MAC", [ & ] { it.bind( ips[ 0 ], mac2 ); }, "100 2 none, 100 1 a/b, gone, " },
+      { "their VTEP moves", [ & ] { it.pairAt( vtep1, "d" ); }, "100 2 none, 100 1 d, gone, " },
+      { "it comes back", [ & ] { it.bind( ips[ 0 ], mac1 ); }, "100 1 d, 100 1 d, gone, " },
+      { "the one that is followed has another MAC, and they move",
+        [ & ] { it.bind( ips[ 1 ], mac2 ), it.learn( mac1, vtep2 ); }, "100 1 c, 100 2 none, gone, " },
+      { "it comes back, and their VTEP moves", [ & ] { it.bind( ips[ 1 ], mac1 ), it.pairAt( vtep2, "d" ); },
+        "100 1 d, 100 1 d, gone, " },
+      { "one comes when the MAC has vanished",
+        [ & ] { it.tables( 100 )->macVtepTableDel( mac1 ), it.intercept( ips[ 2 ] ); }, "100 1 d, 100 1 d, 100 1 d, " },
+      { "the VNI goes", [ & ] { it.dir->entityPtrDel( "100" ); }, "none 0 none, none 0 none, none 0 none, " },
+   };
+   play( story, places );
    EXPECT_EQ( it.held(), 0u );
 }
 
@@ -116,11 +115,7 @@ TEST( HostLocator, AHostIsFollowed ) {
    EXPECT_EQ( it.root->l2StatusSm().size(), 3u );
    it.pairAt( vtep2, "c" );
    auto const host = it.intercept();
-   struct {
-      char const * story;
-      std::function< void() > event;
-      char const * place;
-   } const steps[] = {
+   Step const story[] = {
       { "its MAC is bound, but not learnt", [ & ] { it.bind( hostIp, mac1 ); }, "100 1 none" },
       { "and learnt at a VTEP without switches", [ & ] { it.learn( mac1, vtep1 ); }, "100 1 none" },
       { "which then has them", [ & ] { it.pairAt( vtep1, "a", "b" ); }, "100 1 a/b" },
@@ -134,10 +129,7 @@ TEST( HostLocator, AHostIsFollowed ) {
       { "a group controls it again", [ & ] { host->policyIs( "dmz" ); }, "100 2 a/b" },
       { "the VNI is something else", [ & ] { it.dir->entityPtrIs( "100", new Lum::Dir( "" ) ); }, "none 0 none" }
    };
-   for( auto const & [ story, event, expected ] : steps ) {
-      event();
-      EXPECT_EQ( it.place(), expected ) << story;
-   }
+   play( story, [ & ] { return it.place(); } );
    EXPECT_EQ( it.held(), 0u );
 }
 

@@ -1,8 +1,7 @@
 // Which switches own each VTEP address, as a fabric comes up and changes.
 #include "location/KivVtepStatusSm.h"
+#include "tests/platform/lum/Steps.h"
 
-#include <functional>
-#include <gtest/gtest.h>
 #include <numeric>
 #include <set>
 
@@ -30,11 +29,7 @@ TEST( VtepStatus, SwitchesJoinAndLeaveThePairOfAnAddress ) {
       for( auto const & [ id, ip ] : helper->vtepSwitchIdToIp() ) parts.insert( Lum::textOf( id, ip.value(), " " ) );
       return std::accumulate( parts.begin(), parts.end(), std::string() );
    };
-   struct {
-      char const * story;
-      std::function< void() > event;
-      char const * maps;
-   } const steps[] = {
+   Step const story[] = {
       { "a start finds a switch", [ & ] { report( "a", 1 ), start(); }, "1=a a1 " },
       { "its peer shares the address", [ & ] { report( "b", 1 ); }, "1=b/a a1 b1 " },
       { "a third one is not added, but known", [ & ] { report( "c-c", 1 ); }, "1=b/a a1 b1 c:c1 " },
@@ -52,8 +47,5 @@ TEST( VtepStatus, SwitchesJoinAndLeaveThePairOfAnAddress ) {
         "3=a/b a3 b3 c:c1 " },
       { "a switch goes with its record", [ & ] { dir->entityPtrDel( "a" ); }, "3=b a3 b3 c:c1 " }
    };
-   for( auto const & [ story, event, expected ] : steps ) {
-      event();
-      EXPECT_EQ( maps(), expected ) << story;
-   }
+   play( story, maps );
 }

@@ -1,8 +1,7 @@
 // How groups ask for service VNIs and what they are granted.
+#include "tests/platform/lum/Steps.h"
 #include "vni/KivServiceVniSm.h"
 
-#include <functional>
-#include <gtest/gtest.h>
 #include <map>
 
 using namespace Kiv;
@@ -42,11 +41,7 @@ struct ServiceVniTest : testing::Test {
 
 TEST_F( ServiceVniTest, AGrantFollowsItsRequestAndTheRanges ) {
    auto const web = helper->policyInfoIs( "web" );
-   struct {
-      char const * story;
-      std::function< void() > event;
-      char const * grants;
-   } const steps[] = {
+   Step const story[] = {
       { "a request before there is a pool", [ & ] { start(), request( "web", vni100 ); }, "" },
       { "the pool serves it", [ & ] { config->vniRangeIs( "500-501" ); }, "500=web-100 " },
       { "the next VNI of the group", [ & ] { request( "web", vni200 ); }, "500=web-100 501=web-200 " },
@@ -58,10 +53,7 @@ TEST_F( ServiceVniTest, AGrantFollowsItsRequestAndTheRanges ) {
       { "a group goes with its entries", [ & ] { helper->policyInfoDel( "web" ); }, "502=dmz-100 " },
       { "no range at all", [ & ] { config->vniRangeIs( "" ); }, "" }
    };
-   for( auto const & [ story, event, expected ] : steps ) {
-      event();
-      EXPECT_EQ( grants(), expected ) << story;
-   }
+   play( story, [ & ] { return grants(); } );
 }
 
 TEST_F( ServiceVniTest, AfterARestartTheGrantsThatTheSwitchesRememberAreTakenUp ) {

@@ -1,11 +1,9 @@
 #include "platform/harbor/HubstoreService.h"
 #include "platform/moth/VirtualTaskScheduler.h"
 #include "platform/quarry/EmbeddedEntityManager.h"
-
-#include <gtest/gtest.h>
+#include "tests/platform/lum/Steps.h"
 
 #include <algorithm>
-#include <functional>
 
 namespace {
 
@@ -74,37 +72,27 @@ struct Service : testing::Test {
 
 TEST_F( Service, WhatSwitchesCanReadOverTheLifeOfAPublishGroup ) {
    auto const whiteList = [ this ]( char const * name ) { return service->switchWhiteListIs( name ); };
-   struct {
-      char const * story;
-      std::function< void() > act;
-      char const * byA;
-      char const * byB;
-   } const steps[] = {
+   Step const story[] = {
       { "a group without a white list is for nobody",
-        [ & ] { service->serviceMountGroupIs( "mg1", notes )->publishMountIs( source( a ), "policy", "F" ); }, "", "" },
-      { "its own directory for each", [ & ] { publish( a ), publish( b ); }, "a", "b" },
+        [ & ] { service->serviceMountGroupIs( "mg1", notes )->publishMountIs( source( a ), "policy", "F" ); }, " " },
+      { "its own directory for each", [ & ] { publish( a ), publish( b ); }, "a b" },
       { "a list may grow after it was attached",
-        [ & ] { whiteList( a )->allowedSwitchIs( systemIdFromString( "02:00:00:00:00:0B" ), true ); }, "a", "ab" },
-      { "and shrink", [ & ] { whiteList( a )->allowedSwitchDel( systemIdFromString( b ) ); }, "a", "b" },
-      { "another list", [ & ] { service->serviceMountGroup( b )->switchWhiteListIs( whiteList( a ) ); }, "ab", "" },
-      { "no list", [ & ] { service->serviceMountGroup( b )->switchWhiteListIs( nullptr ); }, "a", "" },
-      { "a mount is withdrawn", [ & ] { service->serviceMountGroup( a )->publishMountDel( source( a ) ); }, "", "" },
-      { "and published again", [ & ] { publish( a ), publish( b ); }, "a", "b" },
-      { "a group goes", [ & ] { service->serviceMountGroupDel( a ); }, "", "b" },
-      { "a list that is removed admits nobody", [ & ] { service->switchWhiteListDel( b ); }, "", "" },
+        [ & ] { whiteList( a )->allowedSwitchIs( systemIdFromString( "02:00:00:00:00:0B" ), true ); }, "a ab" },
+      { "and shrink", [ & ] { whiteList( a )->allowedSwitchDel( systemIdFromString( b ) ); }, "a b" },
+      { "another list", [ & ] { service->serviceMountGroup( b )->switchWhiteListIs( whiteList( a ) ); }, "ab " },
+      { "no list", [ & ] { service->serviceMountGroup( b )->switchWhiteListIs( nullptr ); }, "a " },
+      { "a mount is withdrawn", [ & ] { service->serviceMountGroup( a )->publishMountDel( source( a ) ); }, " " },
+      { "and published again", [ & ] { publish( a ), publish( b ); }, "a b" },
+      { "a group goes", [ & ] { service->serviceMountGroupDel( a ); }, " b" },
+      { "a list that is removed admits nobody", [ & ] { service->switchWhiteListDel( b ); }, " " },
       { "a new service begins with nothing",
         [ & ] {
            publish( a );
            service = new HubstoreService( "Kiv", hub, hub );
         },
-        "", "" },
+        " " },
    };
-   for( auto const & [ story, act, byA, byB ] : steps ) {
-      SCOPED_TRACE( story );
-      act();
-      EXPECT_EQ( readBy( a ), byA );
-      EXPECT_EQ( readBy( b ), byB );
-   }
+   play( story, [ this ] { return readBy( a ) + " " + readBy( b ); } );
 }
 
 TEST_F( Service, EventsComeOnLaterTurnsInTheirOrderAndOnce ) {

@@ -1,8 +1,7 @@
 // A visit under way, and everything that a handler may do to it: a matrix of the kinds of subscription and of the
 // disturbances.
 #include "tests/platform/lum/Actors.h"
-
-#include <gtest/gtest.h>
+#include "tests/platform/lum/Steps.h"
 
 namespace Actors {
 namespace {
@@ -40,6 +39,10 @@ struct Scene {
    void forsakeTree() {
       for( auto const & [ id, watcher ] : watchers ) watcher->treeDel();
       tree = nullptr;
+   }
+   void fireWith( char const * who, std::function< void() > act ) {
+      stage.script[ who ] = std::move( act );
+      fire();
    }
    void hear2( bool heard ) { watchers[ 2 ]->hasNotificationActiveIs( heard ); }
 
@@ -86,17 +89,9 @@ Disturbance const disturbances[] = {
    { "one joins", []( Scene & s ) { s.join( 4 ); }, "0 1 2 3", "0 1 2 3 4" },
    { "one takes the place of the last", []( Scene & s ) { s.watchers.erase( 3 ), s.join( 4 ); }, "0 1 2", "0 1 2 4" },
    { "it fires again", []( Scene & s ) { s.fire(); }, "0 1 0 1 2 3 2 3", "0 1 2 3" },
-   { "a nested visit loses the next",
-     []( Scene & s ) {
-        s.stage.script[ "0" ] = [ & ] { s.watchers.erase( 2 ); };
-        s.fire();
-     },
+   { "a nested visit loses the next", []( Scene & s ) { s.fireWith( "0", [ & ] { s.watchers.erase( 2 ); } ); },
      "0 1 0 1 3 3", "0 1 3" },
-   { "a nested visit loses itself and the rest",
-     []( Scene & s ) {
-        s.stage.script[ "1" ] = [ & ] { s.dropAll(); };
-        s.fire();
-     },
+   { "a nested visit loses itself and the rest", []( Scene & s ) { s.fireWith( "1", [ & ] { s.dropAll(); } ); },
      "0 1 0 1", "" },
    { "it raises", []( Scene & ) { throw 1; }, "0 1 2 3", "0 1 2 3" },
 };
@@ -107,8 +102,7 @@ TEST( Disturbance, AVisitSurvivesIt ) {
          SCOPED_TRACE( std::string( kind.name ) + ": " + disturbance.name );
          Scene scene;
          scene.fire = [ & ] { kind.fire( scene ); };
-         scene.stage.script[ "1" ] = [ & ] { disturbance.byWatcher1( scene ); };
-         scene.fire();
+         scene.fireWith( "1", [ & ] { disturbance.byWatcher1( scene ); } );
          EXPECT_EQ( scene.stage.logged(), disturbance.called );
          if( !disturbance.after ) continue;
          scene.fire();
@@ -127,38 +121,28 @@ TEST( Visit, GoesByRegistrationAcrossTheKinds ) {
    auto & stage = scene.stage;
    auto const & tree = scene.tree;
    auto const & leaf = scene.leaf;
-   tree->fruitIs( 7, 1 );
-   EXPECT_EQ( stage.logged(), "0 1 4 5" );
-   tree->fruitDel( 7 );
-   EXPECT_EQ( stage.logged(), "0 1 4 5" );
-   tree->fruitIs( 8, 0 );
-   EXPECT_EQ( stage.logged(), "1 2 5" );
-   leaf->levelIs( 1 );
-   EXPECT_EQ( stage.logged(), "0 2 3 4" );
-   leaf->twigIs( 3 ); // of which the watchers of members are told
-   EXPECT_EQ( stage.logged(), "0 2 4" );
-
-   // A disturbance of one kind by another.
-   stage.script[ "1" ] = [ & ] { scene.watchers.erase( 4 ); };
-   tree->fruitIs( 7, 1 );
-   EXPECT_EQ( stage.logged(), "0 1 5" );
-   stage.script[ "1" ] = [ & ] { scene.add( 6 )->fruitsIs( tree ); };
-   tree->fruitIs( 7, 2 );
-   EXPECT_EQ( stage.logged(), "0 1 5" ) << "one that joins is not called yet";
-   tree->fruitIs( 7, 3 );
-   EXPECT_EQ( stage.logged(), "0 1 5 6" );
-
-   // A member that has left, be it during the visit, is watched by those only who watch it itself.
-   stage.script[ "0" ] = [ & ] { tree->leafDel( "a" ); };
-   leaf->levelIs( 2 );
-   EXPECT_EQ( stage.logged(), "0 0 2 3" ) << "that it has left is told, too";
-   leaf->levelIs( 3 );
-   EXPECT_EQ( stage.logged(), "3" );
-
-   // The list of a key goes with its last subscriber, be it during the visit of that very list.
-   stage.script[ "0" ] = [ & ] { scene.dropAll(); };
-   tree->fruitIs( 7, 4 );
-   EXPECT_EQ( stage.logged(), "0" );
+   scene.fire = [ & ] { tree->fruitIs( 7, ++scene.fired ); };
+   Step const story[] = {
+      { "a key", scene.fire, "0 1 4 5" },
+      { "it goes", [ & ] { tree->fruitDel( 7 ); }, "0 1 4 5" },
+      { "another key", [ & ] { tree->fruitIs( 8, 0 ); }, "1 2 5" },
+      { "a member", [ & ] { leaf->levelIs( 1 ); }, "0 2 3 4" },
+      { "a member's, of which the watchers of members are told", [ & ] { leaf->twigIs( 3 ); }, "0 2 4" },
+      { "one of another kind goes", [ & ] { scene.fireWith( "1", [ & ] { scene.watchers.erase( 4 ); } ); }, "0 1 5" },
+      { "one that joins is not called yet",
+        [ & ] { scene.fireWith( "1", [ & ] { scene.add( 6 )->fruitsIs( tree ); } ); }, "0 1 5" },
+      { "but from now on", scene.fire, "0 1 5 6" },
+      { "a member leaves during the visit, which is told, too",
+        [ & ] {
+           stage.script[ "0" ] = [ & ] { tree->leafDel( "a" ); };
+           leaf->levelIs( 2 );
+        },
+        "0 0 2 3" },
+      { "it is watched by those only who watch it itself", [ & ] { leaf->levelIs( 3 ); }, "3" },
+      { "the last subscriber of a key goes during its visit",
+        [ & ] { scene.fireWith( "0", [ & ] { scene.dropAll(); } ); }, "0" },
+   };
+   play( story, [ & ] { return stage.logged(); } );
    EXPECT_EQ( Tree::LumAttribute_fruit::keyNotifiees( *tree ).listIfAny( 7 ), nullptr );
 }
 

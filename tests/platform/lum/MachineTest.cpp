@@ -162,7 +162,7 @@ TEST_F( Grove, ACollectionKeepsAMachineOrRefuses ) {
    expectRefused( "ann", elm,
                   "_tree has a different value of " + strep( *elm ) + " than the current value of " + strep( *tree ) );
    expectRefused( "ann", nullptr, "_tree has a different value of None than the current value of " + strep( *tree ) );
-   EXPECT_EQ( grove->plot( 1 ), kept );
+   EXPECT_EQ( grove->plotDel( 1 ), kept ); // which has no end
    EXPECT_EQ( stage.logged(), "1 made" );
 }
 

@@ -1,4 +1,3 @@
-// What a call raises.
 #pragma once
 
 #include <string>

@@ -1,7 +1,6 @@
 // When an attribute fires, who hears of it, and what retargeting does.
 #include "tests/platform/lum/Actors.h"
-
-#include <gtest/gtest.h>
+#include "tests/platform/lum/Steps.h"
 
 namespace Actors {
 namespace {
@@ -47,32 +46,25 @@ Nest nest( int place, int eggs ) { return { place, eggs }; }
 TEST_F( Watched, OnlyAChangeFires ) {
    for( int key : { 30, 10, 20 } ) tree->ringIs( key, 1 );
    EXPECT_EQ( stage.logged(), "ring30=1 ring10=1 ring20=1" );
-   struct {
-      char const * what;
-      void ( *write )( Tree & );
-      char const * told;
-   } const story[] = {
-      { "the value that is held", []( Tree & t ) { t.heightIs( 0 ); }, "" },
-      { "another value", []( Tree & t ) { t.heightIs( 3 ); }, "height=3" },
-      { "a new key, twice", []( Tree & t ) { t.fruitIs( 1, 5 ), t.fruitIs( 1, 5 ); }, "fruit1=5" },
-      { "another under it", []( Tree & t ) { t.fruitIs( 1, 6 ); }, "fruit1=6" },
-      { "the default, where nothing was", []( Tree & t ) { t.fruitIs( 2, 0 ); }, "fruit2=0" },
-      { "a key goes, twice", []( Tree & t ) { t.fruitDel( 1 ), t.fruitDel( 1 ); }, "fruit1 gone" },
-      { "all go, twice", []( Tree & t ) { t.ringDelAll(), t.ringDelAll(); }, "ring10 gone ring20 gone ring30 gone" },
-      { "a record, twice", []( Tree & t ) { t.nestIs( nest( 4, 2 ) ), t.nestIs( nest( 4, 2 ) ); }, "nest4=2" },
-      { "another under its key", []( Tree & t ) { t.nestIs( nest( 4, 1 ) ); }, "nest4=1" },
-      { "a child, twice", []( Tree & t ) { t.leafIs( "a" ), t.leafIs( "a" ); }, "a there" },
-      { "the child goes", []( Tree & t ) { t.leafDel( "a" ); }, "a gone" },
-      { "the single child, twice", []( Tree & t ) { t.crownIs( "x" ), t.crownIs( "y" ); }, "crowned" },
-      { "the single child goes, twice", []( Tree & t ) { t.crownDel(), t.crownDel(); }, "uncrowned" },
-      { "a key that it does not care for", []( Tree & t ) { t.birdIs( 6, true ); }, "" },
-      { "its own key", []( Tree & t ) { t.birdIs( 7, true ); }, "bird" },
-      { "its own key goes with all", []( Tree & t ) { t.birdDelAll(); }, "no bird" },
+   Step const story[] = {
+      { "the value that is held", [ & ] { tree->heightIs( 0 ); }, "" },
+      { "another value", [ & ] { tree->heightIs( 3 ); }, "height=3" },
+      { "a new key, twice", [ & ] { tree->fruitIs( 1, 5 ), tree->fruitIs( 1, 5 ); }, "fruit1=5" },
+      { "another under it", [ & ] { tree->fruitIs( 1, 6 ); }, "fruit1=6" },
+      { "the default, where nothing was", [ & ] { tree->fruitIs( 2, 0 ); }, "fruit2=0" },
+      { "a key goes, twice", [ & ] { tree->fruitDel( 1 ), tree->fruitDel( 1 ); }, "fruit1 gone" },
+      { "all go, twice", [ & ] { tree->ringDelAll(), tree->ringDelAll(); }, "ring10 gone ring20 gone ring30 gone" },
+      { "a record, twice", [ & ] { tree->nestIs( nest( 4, 2 ) ), tree->nestIs( nest( 4, 2 ) ); }, "nest4=2" },
+      { "another under its key", [ & ] { tree->nestIs( nest( 4, 1 ) ); }, "nest4=1" },
+      { "a child, twice", [ & ] { tree->leafIs( "a" ), tree->leafIs( "a" ); }, "a there" },
+      { "the child goes", [ & ] { tree->leafDel( "a" ); }, "a gone" },
+      { "the single child, twice", [ & ] { tree->crownIs( "x" ), tree->crownIs( "y" ); }, "crowned" },
+      { "the single child goes, twice", [ & ] { tree->crownDel(), tree->crownDel(); }, "uncrowned" },
+      { "a key that it does not care for", [ & ] { tree->birdIs( 6, true ); }, "" },
+      { "its own key", [ & ] { tree->birdIs( 7, true ); }, "bird" },
+      { "its own key goes with all", [ & ] { tree->birdDelAll(); }, "no bird" },
    };
-   for( auto const & [ what, write, told ] : story ) {
-      write( *tree );
-      EXPECT_EQ( stage.logged(), told ) << what;
-   }
+   play( story, [ & ] { return stage.logged(); } );
 }
 
 TEST_F( Watched, AHandlerMayEndTheEntityThatFires ) {
@@ -101,11 +93,7 @@ TEST_F( Watched, AHandlerMayEndTheEntityThatFires ) {
 TEST_F( Watched, RetargetingReadsTheWholeOnce ) {
    Lum::Ptr< Tree > const elm( new Tree( "elm" ) );
    std::string const whole = "height=0 fruit ring nest leaf uncrowned no bird";
-   struct {
-      char const * what;
-      std::function< void() > act;
-      std::string told;
-   } const story[] = {
+   Step const story[] = {
       { "the first binding", [] {}, "" },
       { "another tree", [ & ] { machine->treeIs( elm ); }, whole },
       { "the old one is not watched", [ & ] { tree->heightIs( 1 ), tree->birdIs( 7, true ); }, "" },
@@ -115,39 +103,7 @@ TEST_F( Watched, RetargetingReadsTheWholeOnce ) {
       { "a zombie", [ & ] { machine->lumDoZombieReactors( true ), elm->heightIs( 5 ), machine->treeIs( tree ); }, "" },
       { "it lives again", [ & ] { machine->lumDoZombieReactors( false ), tree->heightIs( 10 ); }, "height=10" },
    };
-   for( auto const & [ what, act, told ] : story ) {
-      act();
-      EXPECT_EQ( stage.logged(), told ) << what;
-   }
-}
-
-TEST_F( Watched, WhatAHandlerMayDoWhileRetargeting ) {
-   Lum::Ptr< Tree > const elm( new Tree( "elm" ) ), fir( new Tree( "fir" ) );
-   fir->heightIs( 1 );
-   struct {
-      char const * what;
-      std::function< void() > act; // in the second of the seven handlers
-      char const * told;
-   } const cases[] = {
-      { "looks away", [ & ] { machine->treeDel(); }, "height=0 fruit" },
-      { "looks elsewhere", [ & ] { machine->treeIs( fir ); },
-        "height=0 fruit height=1 fruit ring nest leaf uncrowned no bird" },
-      { "becomes a zombie", [ & ] { machine->lumDoZombieReactors( true ); }, "height=0 fruit" },
-      { "changes what is watched", [ & ] { elm->crownIs( "x" ); },
-        "height=0 fruit crowned ring nest leaf crowned no bird" },
-      { "raises", [] { throw std::runtime_error( "ripe" ); }, "height=0 fruit ring nest leaf crowned no bird" },
-      { "ends the machine, which stays to the end", [ & ] { machine = nullptr; },
-        "height=0 fruit ring nest leaf crowned no bird" },
-   };
-   for( auto const & [ what, act, told ] : cases ) {
-      machine->lumDoZombieReactors( false );
-      machine->treeIs( tree );
-      stage.logged();
-      stage.script[ "fruit" ] = act;
-      machine->treeIs( elm );
-      EXPECT_EQ( stage.logged(), told ) << what;
-   }
-   EXPECT_EQ( elm->references(), 1u );
+   play( story, [ & ] { return stage.logged(); } );
 }
 
 TEST_F( Watched, AnExceptionEndsAtItsHandler ) {
