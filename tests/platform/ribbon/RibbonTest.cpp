@@ -44,18 +44,37 @@ class RibbonTest : public testing::Test {
       Ribbon::initialize( "t.rb", sizes, nullptr, 0, 24, false, true, recordLimit );
    }
 
-   /// Runs `story` with a ring in a process that is then killed.
+   /// A process that runs `story` with a ring, and is then killed.
+   template< class Story >
+   pid_t inAnotherProcess( Story const & story ) {
+      pid_t const child = ::fork();
+      if( child != 0 ) return child;
+      ::prctl( PR_SET_PDEATHSIG, SIGKILL );
+      initialize();
+      story();
+      ::raise( SIGKILL );
+      ::_exit( 0 );
+   }
    template< class Story >
    void inProcessThatDies( Story const & story ) {
-      pid_t const child = ::fork();
-      if( child == 0 ) {
-         initialize();
-         story();
-         ::raise( SIGKILL );
-      }
       int status = 0;
-      ASSERT_EQ( ::waitpid( child, &status, 0 ), child );
+      ASSERT_GT( ::waitpid( inAnotherProcess( story ), &status, 0 ), 0 );
       ASSERT_TRUE( WIFSIGNALED( status ) );
+   }
+   /// One that writes until it is killed, and has begun to.
+   pid_t writer() {
+      pid_t const process = inAnotherProcess( [] {
+         for( int number = 0;; ++number ) step( number );
+      } );
+      for( int i = 0; i < 5000 && bytes().find( " step " ) == std::string::npos; ++i ) ::usleep( 1000 );
+      return process;
+   }
+   static void kill( pid_t process ) {
+      ::kill( process, SIGKILL );
+      ::waitpid( process, nullptr, 0 );
+   }
+   static void step( int number ) {
+      TRACE6( trace(), " step ", number, " ", std::string( static_cast< std::size_t >( number % 97 ), '+' ) );
    }
 
    std::string bytes() const {
@@ -69,10 +88,6 @@ class RibbonTest : public testing::Test {
    }();
    fs::path file = directory / "t.rb";
 };
-
-void step( int number ) {
-   TRACE6( trace(), " step ", number, " ", std::string( static_cast< std::size_t >( number % 97 ), '+' ) );
-}
 
 TEST_F( RibbonTest, TheLastLinesOfAKilledProcessCanBeRead ) {
    inProcessThatDies( [] {
@@ -114,20 +129,13 @@ TEST_F( RibbonTest, ManyRoundsKeepTheNewestLinesOfEachLevel ) {
 }
 
 TEST_F( RibbonTest, ALiveProcessCanBeReadWhileItWrites ) {
-   pid_t const writer = ::fork();
-   if( writer == 0 ) {
-      ::prctl( PR_SET_PDEATHSIG, SIGKILL );
-      initialize();
-      for( int number = 0;; ++number ) step( number );
-   }
-   for( int i = 0; i < 5000 && bytes().find( " step " ) == std::string::npos; ++i ) ::usleep( 1000 );
+   pid_t const process = writer();
    for( int i = 0; i < 200; ++i ) {
       auto const contents = Ribbon::readFile( file );
       EXPECT_TRUE( contents.notes.empty() );
       for( auto const & message : contents.messages ) EXPECT_TRUE( message.text.starts_with( " step " ) );
    }
-   ::kill( writer, SIGKILL );
-   ::waitpid( writer, nullptr, 0 );
+   kill( process );
 }
 
 TEST_F( RibbonTest, WhatDoesNotFitIsCutAndMarked ) {
@@ -250,26 +258,12 @@ TEST_F( RibbonTest, AFileThatIsTruncatedCostsItsContentAndNothingElse ) {
 }
 
 TEST_F( RibbonTest, TheFileOfALivingProcessIsLeftToIt ) {
-   int ready[ 2 ];
-   ASSERT_EQ( ::pipe( ready ), 0 );
-   pid_t const other = ::fork();
-   if( other == 0 ) {
-      ::prctl( PR_SET_PDEATHSIG, SIGKILL );
-      initialize();
-      step( 1 );
-      ::close( ready[ 1 ] );
-      for( ;; ) ::pause();
-   }
-   ::close( ready[ 1 ] );
-   char byte;
-   EXPECT_EQ( ::read( ready[ 0 ], &byte, 1 ), 0 );
-   ::close( ready[ 0 ] );
+   pid_t const other = writer();
    initialize();
    EXPECT_EQ( Ribbon::filePath(), directory / Lum::textOf( "t-", ::getpid(), ".rb" ) );
    EXPECT_EQ( Ribbon::readFile( file ).process, static_cast< std::uint64_t >( other ) );
    Ribbon::finalize();
-   ::kill( other, SIGKILL );
-   ::waitpid( other, nullptr, 0 );
+   kill( other );
    initialize();
    EXPECT_EQ( Ribbon::filePath(), file );
    EXPECT_EQ( Ribbon::readFile( directory / "t.old.rb" ).process, static_cast< std::uint64_t >( other ) );
