@@ -60,7 +60,7 @@ TEST( Coalesced, TheMostNamedServiceVniLeadsAndATieKeepsTheFirst ) {
       char name = 'a';
       for( auto const vni : reports ) {
          std::string const systemId = std::string( "02-00-00-00-00-0" ) + name++;
-         auto const status = Lum::Ptr< V1::KivPolicyFragmentStatus >( new V1::KivPolicyFragmentStatus( systemId ) );
+         Lum::Ptr< V1::KivPolicyFragmentStatus > const status( new V1::KivPolicyFragmentStatus( systemId ) );
          status->policyFragmentIs( "a-b-7" )->originalVniIs( Vxlan::VniOrNone( vni == none ? none : 7 ) );
          status->policyFragment( "a-b-7" )->serviceVniIs( Vxlan::VniOrNone( vni ) );
          memory.dir->entityPtrIs( systemId, status );
@@ -74,10 +74,8 @@ TEST( Coalesced, TheMostNamedServiceVniLeadsAndATieKeepsTheFirst ) {
 
 TEST( Coalesced, ACookieRestoresTheGroupItsServiceVtepsAndItsHosts ) {
    Memory memory;
-   auto const ip = *Neroli::IpGenAddr::parse( "10.0.0.1" );
-   V1::InterceptInfoCookie host;
-   host.interceptIp = ip;
-   host.mac = *Neroli::EthAddr::parse( "02:00:aa:00:00:01" );
+   Neroli::IpGenAddr const ip( "10.0.0.1" );
+   V1::InterceptInfoCookie const host{ ip, Neroli::EthAddr( 1 ) };
    for( char const * systemId : { "02-00-00-00-00-0c", "02-00-00-00-00-0d" } ) {
       memory.remembers( systemId, "a-b-7", 7, 500 )->grCookieIs( "GrCookie" )->interceptInfoIs( host );
    }
