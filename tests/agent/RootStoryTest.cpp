@@ -6,11 +6,7 @@
 using namespace Scenery;
 
 TEST( Root, TheFeatureBeginsInWhateverOrderItsConditionsAreMet ) {
-   struct Condition {
-      std::string pointer;
-      std::string value;
-   };
-   Condition const conditions[] = {
+   std::pair< std::string, std::string > const conditions[] = {
       { "/state/kiv/config/enabled", "true" },
       { "/state/controller/status/enabled", "true" },
       { "/state/controller/cluster/statusDir/clusterStatus/default/leader", "true" },
@@ -21,7 +17,7 @@ TEST( Root, TheFeatureBeginsInWhateverOrderItsConditionsAreMet ) {
    do {
       Fabric fabric;
       fabric.source( "site", false );
-      for( char const * uuid : { "near", "far" } ) fabric.port( uuid, 'A' );
+      fabric.device( 'A' );
       fabric.host( "10.0.0.1", web, 'C' );
       fabric.group( "web", { "10.0.0.1" } );
       for( auto const index : order ) {
@@ -29,7 +25,7 @@ TEST( Root, TheFeatureBeginsInWhateverOrderItsConditionsAreMet ) {
          if( index == std::size( conditions ) ) {
             fabric.start();
          } else {
-            fabric.patch( conditions[ index ].pointer, conditions[ index ].value );
+            fabric.patch( conditions[ index ].first, conditions[ index ].second );
          }
       }
       EXPECT_EQ( fabric.flows( 'A' ), serviceFlows() ) << testing::PrintToString( order );

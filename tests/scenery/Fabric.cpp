@@ -1,9 +1,12 @@
 #include "tests/scenery/Fabric.h"
 
+#include "tests/scenery/Json.h"
+
 #include <boost/asio/io_context.hpp>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <rapidjson/pointer.h>
 
 namespace Scenery {
 
@@ -11,27 +14,34 @@ namespace {
 
 rapidjson::Document parsed( std::string const & text ) {
    rapidjson::Document document;
-   document.Parse( text.c_str() );
+   document.Parse( text.empty() ? "{}" : text.c_str() ); // nothing is there
    return document;
 }
 
 std::string quoted( std::string const & text ) { return Lum::textOf( "\"", text, "\"" ); }
 
-/// A merge patch that holds `value` at `pointer`.
-std::string nested( std::string const & pointer, std::string const & value ) {
-   std::string head;
-   std::string tail;
-   for( auto const & token : Host::tokensOf( pointer ) ) {
-      head += Lum::textOf( "{", quoted( token ), ": " );
-      tail += "}";
-   }
-   return Lum::textOf( head, value, tail );
-}
-
 std::string const switchTree = "/kiv/version1/policy/policy/policyFragment";
 
 std::string portOf( std::string const & uuid, char letter, std::string const & source ) {
    return "/state/kiv/serviceIntfConfig/" + source + "/intfSet/" + uuid + "/intf/" + Fabric::id( letter ) + "~1" + uuid;
+}
+
+std::string vtepIpOf( char letter ) {
+   return "/hub/vxlan/version2/vtepStatusDir/switch/" + Fabric::id( letter, '-' ) + "/vtepStatus/default/vtepIpAddr";
+}
+
+/// What a switch reports of a fragment when it has programmed all of it.
+std::string statusOf( Host::Json const & fragment ) {
+   std::string echoed;
+   for( char const * name : { "originalVni", "serviceVni", "grCookie" } ) {
+      if( fragment.HasMember( name ) ) echoed += Lum::textOf( quoted( name ), ": ", textOf( fragment[ name ] ), ", " );
+   }
+   std::string flows;
+   if( fragment.HasMember( "flow" ) ) {
+      for( auto const & flow : fragment[ "flow" ].GetObject() )
+         flows += Lum::textOf( flows.empty() ? "" : ", ", quoted( flow.name.GetString() ), R"(: {"status": 2})" );
+   }
+   return Lum::textOf( "{", echoed, R"("flowStatus": {)", flows, "}}" );
 }
 
 } // namespace
@@ -57,6 +67,14 @@ std::string Fabric::id( char letter, char separator ) {
    return text;
 }
 
+std::string Fabric::reports( char letter ) {
+   return "/hub/kivclient/version1/policystatus/switch/" + id( letter, '-' );
+}
+
+std::string Fabric::report( char letter, std::string const & fragment ) {
+   return reports( letter ) + "/policyFragment/" + fragment;
+}
+
 std::string Fabric::ask( std::string const & request ) {
    static bool const shown = std::getenv( "KIV_SHOW" ) != nullptr;
    if( shown ) std::cout << request << "\n"; // as kivd would take it
@@ -67,16 +85,16 @@ std::string Fabric::ask( std::string const & request ) {
 }
 
 void Fabric::patch( std::string const & pointer, std::string const & value ) {
-   ask( Lum::textOf( "{\"patch\": ", nested( pointer, value ), "}" ) );
+   ask( Lum::textOf( "{\"patch\": ", at( pointer, value ), "}" ) );
 }
 
 std::string Fabric::get( std::string const & pointer ) {
    auto const answer = parsed( session_.answer( Lum::textOf( "{\"get\": ", quoted( pointer ), "}" ) ) );
-   if( !answer.HasMember( "value" ) ) return "";
-   rapidjson::StringBuffer buffer;
-   Host::Writer writer( buffer );
-   answer[ "value" ].Accept( writer );
-   return buffer.GetString();
+   return answer.HasMember( "value" ) ? textOf( answer[ "value" ] ) : "";
+}
+
+void Fabric::takeOver( Fabric & other ) {
+   for( char const * root : { "/state", "/hub" } ) patch( root, other.get( root ) );
 }
 
 void Fabric::enable() {
@@ -86,18 +104,13 @@ void Fabric::enable() {
    set( "enabled", "true" );
 }
 
-void Fabric::vtep( char letter, std::string const & address ) {
-   patch( "/hub/vxlan/version2/vtepStatusDir/switch/" + id( letter, '-' ) + "/vtepStatus/default/vtepIpAddr",
-          quoted( address ) );
-}
+void Fabric::vtep( char letter, std::string const & address ) { patch( vtepIpOf( letter ), quoted( address ) ); }
 
 void Fabric::host( std::string const & ip, std::string const & mac, char at, unsigned vni, unsigned moves ) {
    auto const tables = "/hub/loomis/version2/vni/" + std::to_string( vni );
-   auto const vtepIp =
-      get( "/hub/vxlan/version2/vtepStatusDir/switch/" + id( at, '-' ) + "/vtepStatus/default/vtepIpAddr" );
    patch( tables + "/ipToMacTable/" + ip + "/mac", quoted( mac ) );
    patch( tables + "/macVtepTable/" + mac,
-          "{\"vtepIp\": " + vtepIp + ", \"moveCount\": " + std::to_string( moves ) + "}" );
+          Lum::textOf( "{\"vtepIp\": ", get( vtepIpOf( at ) ), ", \"moveCount\": ", moves, "}" ) );
 }
 
 void Fabric::source( std::string const & name, bool converged ) {
@@ -120,6 +133,10 @@ void Fabric::port( std::string const & uuid, char letter, std::string const & so
    patch( portOf( uuid, letter, source ), R"({"allowedVlan": {"100": true}})" );
 }
 
+void Fabric::device( char letter, std::string const & near, std::string const & far ) {
+   for( auto const & uuid : { near, far } ) port( uuid, letter );
+}
+
 void Fabric::unplug( std::string const & uuid, char letter ) { patch( portOf( uuid, letter, "site" ), "null" ); }
 
 void Fabric::switchesAnswer( std::string const & letters ) {
@@ -131,26 +148,23 @@ void Fabric::switchesAnswer( std::string const & letters ) {
 
 bool Fabric::answerOnce( std::string const & letters ) {
    bool changed = false;
-   for( char letter = 'A'; letter <= 'E'; ++letter ) {
-      if( !letters.empty() && letters.find( letter ) == std::string::npos ) continue;
+   for( char letter : letters ) {
       auto const seen = parsed( get( "/switch/" + id( letter, '-' ) + switchTree ) );
-      auto const pointer = "/hub/kivclient/version1/policystatus/switch/" + id( letter, '-' ) + "/policyFragment";
+      auto const pointer = reports( letter ) + "/policyFragment";
       auto const held = parsed( get( pointer ) );
-      if( held.IsObject() ) {
-         for( auto const & fragment : held.GetObject() ) {
-            // One that was withdrawn and published again, however quickly, is a new one.
-            bool const withdrawn = withdrawn_.erase( { letter, fragment.name.GetString() } ) > 0;
-            if( !withdrawn && seen.IsObject() && seen.HasMember( fragment.name ) ) continue;
-            patch( pointer + "/" + fragment.name.GetString(), "null" );
-            changed = true;
-         }
+      for( auto const & fragment : held.GetObject() ) {
+         // One that was withdrawn and published again, however quickly, is a new one.
+         bool const withdrawn = withdrawn_.erase( { letter, fragment.name.GetString() } ) > 0;
+         if( !withdrawn && seen.HasMember( fragment.name ) ) continue;
+         patch( pointer + "/" + fragment.name.GetString(), "null" );
+         changed = true;
       }
-      if( !seen.IsObject() ) continue;
       auto const before = get( pointer );
       for( auto const & fragment : seen.GetObject() ) {
          auto const place = pointer + "/" + fragment.name.GetString();
-         forget( place + "/flowStatus", fragment.value, { "flow" } );
-         forget( place + "/grCookie/interceptInfo", fragment.value, { "grCookie", "interceptInfo" } );
+         forget( place + "/flowStatus", rapidjson::Pointer( "/flow" ).Get( fragment.value ) );
+         forget( place + "/grCookie/interceptInfo",
+                 rapidjson::Pointer( "/grCookie/interceptInfo" ).Get( fragment.value ) );
          patch( place, statusOf( fragment.value ) );
       }
       changed = changed || get( pointer ) != before;
@@ -158,50 +172,20 @@ bool Fabric::answerOnce( std::string const & letters ) {
    return changed;
 }
 
-// Deletes the members at `pointer` that the fragment holds no more at `path`.
-void Fabric::forget( std::string const & pointer, Host::Json const & fragment,
-                     std::vector< char const * > const & path ) {
-   Host::Json const * held = &fragment;
-   for( char const * step : path ) held = held && held->HasMember( step ) ? &( *held )[ step ] : nullptr;
+// Deletes the members at `pointer` that are not in `held`.
+void Fabric::forget( std::string const & pointer, Host::Json const * held ) {
    auto const reported = parsed( get( pointer ) );
-   if( !reported.IsObject() ) return;
    for( auto const & each : reported.GetObject() ) {
       if( !held || !held->HasMember( each.name ) ) patch( pointer + "/" + each.name.GetString(), "null" );
    }
-}
-
-std::string Fabric::statusOf( Host::Json const & fragment ) {
-   rapidjson::StringBuffer buffer;
-   Host::Writer writer( buffer );
-   writer.StartObject();
-   for( char const * name : { "originalVni", "serviceVni", "grCookie" } ) {
-      if( !fragment.HasMember( name ) ) continue;
-      writer.Key( name );
-      fragment[ name ].Accept( writer );
-   }
-   writer.Key( "flowStatus" );
-   writer.StartObject();
-   if( fragment.HasMember( "flow" ) ) {
-      for( auto const & flow : fragment[ "flow" ].GetObject() ) {
-         writer.Key( flow.name.GetString() );
-         writer.StartObject();
-         writer.Key( "status" );
-         writer.Uint( 2 );
-         writer.EndObject();
-      }
-   }
-   writer.EndObject();
-   writer.EndObject();
-   return buffer.GetString();
 }
 
 Published Fabric::published() {
    Published all;
    auto const switches = parsed( get( "/switch" ) );
    for( auto const & each : switches.GetObject() ) {
-      auto const letter = letterOf( each.name.GetString() );
+      auto & fragments = all[ letterOf( each.name.GetString() ) ];
       auto const tree = parsed( get( std::string( "/switch/" ) + each.name.GetString() + switchTree ) );
-      auto & fragments = all[ letter ];
       for( auto const & fragment : tree.GetObject() ) {
          auto & names = fragments[ fragment.name.GetString() ];
          if( !fragment.value.HasMember( "flow" ) ) continue;
@@ -211,14 +195,10 @@ Published Fabric::published() {
    return all;
 }
 
-std::map< std::string, std::set< std::string > > Fabric::flowsOf( char letter ) {
-   auto const all = published();
-   return all.count( letter ) ? all.at( letter ) : std::map< std::string, std::set< std::string > >();
-}
+std::map< std::string, std::set< std::string > > Fabric::flowsOf( char letter ) { return published()[ letter ]; }
 
 std::set< std::string > Fabric::flows( char letter, std::string const & fragment ) {
-   auto const all = flowsOf( letter );
-   return all.count( fragment ) ? all.at( fragment ) : std::set< std::string >();
+   return flowsOf( letter )[ fragment ];
 }
 
 std::string Fabric::stateOf( std::string const & group ) {

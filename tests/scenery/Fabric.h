@@ -42,15 +42,22 @@ class Fabric {
                std::string const & far = "far", std::string const & source = "site" );
    void port( std::string const & uuid, char letter, std::string const & source = "site" );
    void unplug( std::string const & uuid, char letter );
+   /// A port of each of two sets.
+   void device( char letter, std::string const & near = "near", std::string const & far = "far" );
 
-   /// The switches of `letters` (all with "") report what they see: flows programmed, cookies echoed, the statuses of
+   /// The switches report what they see: flows programmed, cookies echoed, the statuses of
    /// withdrawn fragments gone. Repeats until nothing changes.
-   void switchesAnswer( std::string const & letters = "" );
+   void switchesAnswer( std::string const & letters = "ABCDE" );
+   /// Where a switch's reports stand, and that of one fragment.
+   static std::string reports( char letter );
+   static std::string report( char letter, std::string const & fragment = "web-5010" );
 
    /// Writes `value` (JSON) at a pointer; a group, a host or a status is deleted with "null".
    void patch( std::string const & pointer, std::string const & value );
    /// The JSON at a pointer; "" when nothing is there.
    std::string get( std::string const & pointer );
+   /// All documents of another one, as a new process finds them.
+   void takeOver( Fabric & other );
    /// What the switches may read now.
    Published published();
    /// The flows of one fragment on one switch.
@@ -76,8 +83,7 @@ class Fabric {
  private:
    void handleChange( std::string const & line );
    bool answerOnce( std::string const & letters );
-   void forget( std::string const & pointer, Host::Json const & fragment, std::vector< char const * > const & path );
-   std::string statusOf( Host::Json const & fragments );
+   void forget( std::string const & pointer, Host::Json const * held );
 
    std::unique_ptr< boost::asio::io_context > const loop_;
    std::vector< std::string > journal_;

@@ -9,24 +9,33 @@ namespace Scenery {
 
 inline std::string const web = "02:00:aa:00:00:01";
 inline std::string const shop = "02:00:aa:00:00:02";
-inline std::string const reports = "/hub/kivclient/version1/policystatus/switch/";
+inline std::string const groups = "/state/kiv/servicePolicyConfig/site/servicePolicy/";
+inline std::string const hostsOfWeb = groups + "web/interceptFlow/";
 
-/// The device's ports on the pair "A", "B", a host behind "C", and the feature running.
-inline void setScene( Fabric & fabric ) {
-   for( char const * uuid : { "near", "far" } ) {
-      fabric.port( uuid, 'A' );
-      fabric.port( uuid, 'B' );
-   }
-   fabric.host( "10.0.0.1", web, 'C' );
-   fabric.start();
-   fabric.enable();
+/// The status of a service flow of "web", as a switch reports it.
+inline std::string egressOf( char letter ) { return Fabric::report( letter ) + "/flowStatus/ServiceVtepEgress/status"; }
+
+/// What is published for "web" while the one host of its VNI is diverted.
+inline Published diverted( std::string const & serviceVteps, std::string const & hostsOwn ) {
+   Published all;
+   for( char letter : serviceVteps ) all[ letter ][ "web-5010" ] = bothFlows( { "10.0.0.1" } );
+   for( char letter : hostsOwn ) all[ letter ][ "web-5010" ] = insideFlows( { "10.0.0.1" } );
+   return all;
 }
 
-/// A fabric with the device's ports on the pair "A", "B" and a host behind "C"; the group "web" is not there yet.
+/// The device's ports on the pair "A", "B", a host behind "C", and the feature running.
+struct Scene : Fabric {
+   Scene() {
+      for( char letter : { 'A', 'B' } ) device( letter );
+      host( "10.0.0.1", web, 'C' );
+      start();
+      enable();
+   }
+};
+
+/// The group "web" is not there yet.
 class Redirect : public ::testing::Test {
  protected:
-   Redirect() { setScene( fabric ); }
-
    /// The group with its host, everything converged.
    void redirect() {
       fabric.group( "web", { "10.0.0.1" } );
@@ -35,11 +44,8 @@ class Redirect : public ::testing::Test {
       fabric.journal();
    }
 
-   void deleteGroup( std::string const & name ) {
-      fabric.patch( "/state/kiv/servicePolicyConfig/site/servicePolicy/" + name, "null" );
-   }
-
-   Fabric fabric;
+   Scene fabric;
+   std::set< std::string > const none{};
 };
 
 } // namespace Scenery

@@ -66,8 +66,9 @@ TEST( SwitchPair, Texts ) {
    }
 }
 
-TEST( SwitchIntfPair, TextIsCutAtTheFirstSlash ) {
+TEST( SwitchIntfPair, TextIsCutAtTheFirstSlashAndSpellsTheSwitchInEitherForm ) {
    EXPECT_EQ( SwitchIntfPair::parse( "a/Ethernet1/1" ), SwitchIntfPair( SwitchId( "a" ), "Ethernet1/1" ) );
+   EXPECT_EQ( SwitchIntfPair::parse( "02-00-00-00-00-0A/1" ), SwitchIntfPair( SwitchId( "02:00:00:00:00:0a" ), "1" ) );
    for( auto const * bad : { "", "/", "/Ethernet1", "a/" } ) EXPECT_FALSE( SwitchIntfPair::parse( bad ) ) << bad;
 }
 
