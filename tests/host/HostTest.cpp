@@ -6,14 +6,8 @@ namespace {
 class HostTest : public Client {};
 
 std::string const ok = R"({"ok":true})";
-std::string const config = "/state/kiv/config";
-std::string const group = "/state/kiv/servicePolicyConfig/site/servicePolicy/web";
-std::string const intf = "/state/kiv/serviceIntfConfig/site/intfSet/near/intf";
-std::string const host = "/state/kiv/servicePolicyStatus/policyRunningInfo/web/hostInfo/10.0.0.1";
-std::string const fragment = "/hub/kiv/version1/policy/switch/02-00-00-00-00-0a/policyFragment/web-5010";
 std::string const reported = "/hub/kivclient/version1/policystatus/switch/02-00-00-00-00-0a/policyFragment/web-5010";
-std::string const fdb = "/hub/loomis/version2/vni/5010";
-std::string const leader = "/state/controller/cluster/statusDir/clusterStatus";
+std::string const fdb = vnis + "/5010";
 
 } // namespace
 

@@ -1,17 +1,18 @@
 // The process dies at any moment of a story. A new one on the documents of that moment plays the rest, and ends where
 // one that never died ends.
 #include "story/Kivd.h"
+#include "tests/scenery/Json.h"
 
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <optional>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 #include <sstream>
 #include <unistd.h>
 
 namespace {
+
+using Scenery::textOf;
 
 // The VNI in use is no longer the first of the pool; the host falls silent, which moves it nowhere; the group goes.
 constexpr char const laterRequests[] =
@@ -28,35 +29,24 @@ std::vector< std::string > storyOfRestart() {
    return requests;
 }
 
-std::string textOf( rapidjson::Value const & value ) {
-   rapidjson::StringBuffer text;
-   rapidjson::Writer< rapidjson::StringBuffer > writer( text );
-   value.Accept( writer );
-   return text.GetString();
-}
-
 /// A kivd that may be replaced by one on the same documents.
 class Mortal {
  public:
    Mortal() { kivd_.emplace( program(), std::vector< std::string >{ "--no-start" } ); }
-   Mortal( Mortal const & ) = delete;
-   Mortal & operator=( Mortal const & ) = delete;
    ~Mortal() { std::filesystem::remove( document_ ); }
 
    /// Sends a request; the text of what is published.
    std::string ask( std::string const & request ) {
       auto const answer = kivd_->ask( request );
       EXPECT_TRUE( answer.HasMember( "ok" ) && !answer.HasMember( "raised" ) ) << request;
-      started_ = started_ || request.starts_with( R"({"start")" );
+      if( request.starts_with( R"({"start")" ) ) arguments_.pop_back();
       return textOf( kivd_->get( "/hub/kiv" ) ) + textOf( kivd_->get( "/switch" ) );
    }
    void die() {
       std::ofstream( document_ ) << R"({"state": )" << textOf( kivd_->get( "/state" ) ) << R"(, "hub": )"
                                  << textOf( kivd_->get( "/hub" ) ) << "}";
       kivd_->kill();
-      std::vector< std::string > arguments{ "--load", document_ };
-      if( !started_ ) arguments.emplace_back( "--no-start" );
-      kivd_.emplace( program(), arguments );
+      kivd_.emplace( program(), arguments_ );
    }
 
  private:
@@ -65,7 +55,7 @@ class Mortal {
    }
 
    std::string const document_ = testing::TempDir() + "kivd-left-" + std::to_string( getpid() );
-   bool started_ = false;
+   std::vector< std::string > arguments_{ "--load", document_, "--no-start" }; // of the next one
    std::optional< Story::Kivd > kivd_;
 };
 

@@ -18,10 +18,10 @@ TEST_F( OperatorLogTest, KeepsTheNewestMessagesAndTellsTheLossOnce ) {
    emit( handle, 10'003 );
    auto const answer = taken();
    ASSERT_EQ( answer[ "log" ].Size(), 10'000u );
-   EXPECT_EQ( text( answer[ "log" ][ 0 ] ), R"({"handle":"LOG","severity":3,"text":"3"})" );
+   EXPECT_EQ( textOf( answer[ "log" ][ 0 ] ), R"({"handle":"LOG","severity":3,"text":"3"})" );
    EXPECT_EQ( answer[ "lost" ].GetUint(), 3u );
    emit( handle, 1 );
-   EXPECT_EQ( text( taken() ), R"({"ok":true,"log":[{"handle":"LOG","severity":3,"text":"0"}]})" );
+   EXPECT_EQ( textOf( taken() ), R"({"ok":true,"log":[{"handle":"LOG","severity":3,"text":"0"}]})" );
 }
 
 TEST_F( OperatorLogTest, AMessageCountsTheEqualOnesThatItsLimitHeldBack ) {
@@ -29,6 +29,6 @@ TEST_F( OperatorLogTest, AMessageCountsTheEqualOnesThatItsLimitHeldBack ) {
    emit( limited, 3 );
    ask( R"({"advance": 10})" );
    emit( limited, 1 );
-   EXPECT_EQ( text( taken()[ "log" ] ), R"([{"handle":"LIMITED","severity":3,"text":"0"},)"
-                                        R"({"handle":"LIMITED","severity":3,"text":"0","count":3}])" );
+   EXPECT_EQ( textOf( taken()[ "log" ] ), R"([{"handle":"LIMITED","severity":3,"text":"0"},)"
+                                          R"({"handle":"LIMITED","severity":3,"text":"0","count":3}])" );
 }

@@ -3,16 +3,6 @@
 
 namespace {
 
-std::string const config = "/state/kiv/config";
-std::string const sources = "/state/kiv/servicePolicyConfig";
-std::string const group = sources + "/site/servicePolicy/web";
-std::string const intf = "/state/kiv/serviceIntfConfig/site/intfSet/near/intf";
-std::string const host = "/state/kiv/servicePolicyStatus/policyRunningInfo/web/hostInfo/10.0.0.1";
-std::string const published = "/hub/kiv/version1/policy/switch";
-std::string const fragment = published + "/02-00-00-00-00-0a/policyFragment/web-5010";
-std::string const vnis = "/hub/loomis/version2/vni";
-std::string const leader = "/state/controller/cluster/statusDir/clusterStatus";
-
 class RefusalTest : public Client {
  protected:
    /// The error of an answer, "<at> <reason>", or "ok".
@@ -40,37 +30,30 @@ TEST_F( RefusalTest, ABadPatchNamesItsPlaceAndChangesNothing ) {
         "no such attribute of Kiv::Config: \"enabld\"; known are enabled, vniRange, " },
       { config, R"({"enabled":true,"a/b~c":1})", "/a~1b~0c", "no such attribute of Kiv::Config: \"a/b~c\"" },
       { config + "/staleHostThreshold", "65536", "", "out of range: 0 to 65535" },
-      { config + "/staleHostThreshold", "18446744073709551616", "", "out of range: 0 to 65535" },
       { config + "/staleHostThreshold", "1.5", "", "an integer is expected" },
       { config + "/flowRemovalPeriod", "0.999", "", "a period is at least 1 s" },
       { config + "/staleHostCheckPeriod", "-1", "", "a period is at least 1 s" },
       { "/state/controler", "{}", "", "no such record: \"controler\"; known are controller, kiv" },
-      { "/agnt", "{}", "", "no such record: \"agnt\"; known are agent, " },
       { "/agent/servicePolicyConfig", "{}", "!/agent", "read-only" },
       { "/switch", "null", "", "read-only" },
-      { "/state", "null", "", "a record at a fixed path cannot be deleted" },
       { config, "null", "", "a record at a fixed path cannot be deleted" },
       { leader, "null", "", "a record at a fixed path cannot be deleted" },
       { leader + "/default", "null", "", "a record at a fixed path cannot be deleted" },
       { config, R"({"enabled":true,"enabled":false})", "/enabled", twice },
-      { "/note", "{}, \"state\": {}, \"note\": {}", "", twice },
-      { group, R"({"policyName":{"a":true,"b":true,"a":null}})", "/policyName/a", twice },
       { group + "/interceptFlow", R"({"10.0.0.1":{},"10.0.0.1/32":{}})", "/10.0.0.1~132",
         "the key stands in its object as \"10.0.0.1\", too" },
       { group + "/policyName", R"({"a":true,"b":false})", "/b", "true or null is expected" },
       { group + "/interceptFlow", R"({"10.0.0.1/33":{}})", "/10.0.0.1~133", key + "\"10.0.0.1/33\"" + prefix },
       { intf, R"({"Ethernet1":{}})", "/Ethernet1", key + "\"Ethernet1\"; expected is a port, as" },
       { intf, R"({"a/1":{"allowedVlan":{"4096":true}}})", "/a~11/allowedVlan/4096", key + "\"4096\"" + vlan },
-      { intf, R"({"a/1":{"allowedVlan":{"0100":true}}})", "/a~11/allowedVlan/0100", key + "\"0100\"" + vlan },
       { intf, R"({"a/1":{"allowedVlan":{"-1":null}}})", "/a~11/allowedVlan/-1", key + "\"-1\"" + vlan },
       { host + "/state", R"("policyDelete")", "", "no such enumerator: \"policyDelete\"" + states },
       { host + "/state", R"("policyRunning\u0000")", "", "no such enumerator: \"policyRunning" },
-      { host + "/state", "3", "", "no such enumerator: \"3\"; known are " },
       { host + "/state", "4294967296", "", "no such enumerator: \"4294967296\"; known are " },
       { host + "/state", "true", "", "no such enumerator: \"true\"; known are policy" },
       { host + "/insideVtepSwitchPair", R"(["a"])", "", "an array of two strings is expected" },
       { host + "/mac", R"("02:00")", "", "not of the expected form: \"02:00\"; expected is a MAC, as" },
-      { fragment + "/originalVni", "16777217", "", "out of range: 0 to 16777216" },
+      { fragment + "/originalVni", "18446744073709551616", "", "out of range: 0 to 16777216" },
       { fragment + "/flow", R"({"f":{"matchVni":1,"matchSmac":"f"}})", "/f/matchSmac",
         "no such field of Kiv::V1::PolicyFlowInfo: \"matchSmac\"; known are matchSMac, " },
       { fragment + "/flow", R"({"f":{"flowName":"f"}})", "/f/flowName", "no such field of Kiv::V1::PolicyFlowInfo" },
@@ -82,9 +65,6 @@ TEST_F( RefusalTest, ABadPatchNamesItsPlaceAndChangesNothing ) {
       { vnis, R"({"5010 ":null})", "/5010 ", key + "\"5010 \"; expected is \"5010\"" },
       { vnis, R"({"00":{}})", "/00", key + "\"00\"; expected is \"0\"" },
       { vnis, R"({"+1":{}})", "/+1", key + "\"+1\"; expected is a VNI, 0 to 16777215" },
-      { vnis, R"({"16777216":{}})", "/16777216", key + "\"16777216\"; expected is a VNI, 0 to 16777215" },
-      { published, R"({"02-00-00-00-00-0A":{}})", "/02-00-00-00-00-0A",
-        key + "\"02-00-00-00-00-0A\"; expected is \"02-00-00-00-00-0a\"" },
       { published, R"({"02:00:00:00:00:0a":{}})", "/02:00:00:00:00:0a",
         key + "\"02:00:00:00:00:0a\"; expected is \"02-00-00-00-00-0a\"" },
    };
@@ -102,31 +82,17 @@ TEST_F( RefusalTest, ABadPatchNamesItsPlaceAndChangesNothing ) {
 TEST_F( RefusalTest, ARangeOfVnisIsReadStrictly ) {
    for( std::string const range : { "", "1", "16777215", "1-16777215", "7-7", "20000-20999,300,007" } )
       EXPECT_EQ( errorOf( write( config + "/vniRange", "\"" + range + "\"" ) ), "ok" ) << range;
-   std::pair< std::string, std::string > const cases[] = {
-      { ",,,", "1 is \"\"" },
-      { "1,", "2 is \"\"" },
-      { "1,2,,3", "3 is \"\"" },
-      { "5-1", "1 is \"5-1\"" },
-      { "0", "1 is \"0\"" },
-      { "0-5", "1 is \"0-5\"" },
-      { "1,20000junk", "2 is \"20000junk\"" },
-      { "1-2-3", "1 is" },
-      { "1-", "1 is" },
-      { "-1", "1 is" },
-      { "+1", "1 is" },
-      { "1 -2", "1 is" },
-      { " 1", "1 is" },
-      { "1-2 ", "1 is" },
-      { "16777216", "1 is" },
-      { "1-16777216", "1 is" },
-      { "18446744073709551617", "1 is" },
-      { "0x10", "1 is" },
-   };
-   for( auto const & [ ranges, which ] : cases ) {
+   auto const expectRefused = [ & ]( std::string const & ranges, std::string const & which ) {
       auto const error = errorOf( write( config + "/vniRange", "\"" + ranges + "\"" ) );
-      EXPECT_TRUE( error.starts_with( config + "/vniRange range " + which ) ) << ranges << "\n" << error;
-      EXPECT_NE( error.find( "\"a\" or \"a-b\" with 1 <= a <= b <= 16777215" ), error.npos ) << error;
-   }
+      auto const reason = ", but must be \"a\" or \"a-b\" with 1 <= a <= b <= 16777215";
+      EXPECT_TRUE( error.starts_with( config + "/vniRange range " + which + reason ) ) << ranges << "\n" << error;
+   };
+   expectRefused( ",,,", "1 is \"\"" );
+   expectRefused( "1,2,,3", "3 is \"\"" );
+   expectRefused( "1,20000junk", "2 is \"20000junk\"" );
+   for( std::string const range : { "5-1", "0", "0-5", "1-2-3", "1-", "-1", "+1", "1 -2", " 1", "1-2 ", "16777216",
+                                    "1-16777216", "18446744073709551617", "0x10" } )
+      expectRefused( range, "1 is \"" + range + "\"" );
 }
 
 TEST_F( RefusalTest, WhatTheFormAllowsPasses ) {
@@ -168,7 +134,6 @@ TEST_F( RefusalTest, RequestsThatAreNone ) {
       { R"({"note": "alone"})", " no request" },
       { R"([])", " a request is a JSON object" },
       { R"({"wach": "/hub"})", " unknown request: \"wach\"; known are watch, patch, " },
-      { R"({"watch": "/hub", "turns": true})", "/turns no such member of a watch request: \"turns\"; known is note" },
       { R"({"turns": true, "watch": "/hub"})", "/turns no such member of a watch request: \"turns\"; known is note" },
       { R"({"log": true, "get": ""})", " more than one request in a line" },
       { R"({"get": "", "get": ""})", "/get the key stands twice in its object" },
@@ -218,7 +183,6 @@ TEST_F( RefusalTest, APlaceThatCannotComeIsNotWatched ) {
       { "/switch/a/kiv/version2", "no such record: \"version2\"; known is version1" },
       { config + "/enable", "no such attribute of Kiv::Config: \"enable\"; known are enabled, " },
       { config + "/enabled/x", "nothing stands below a value" },
-      { vnis + "/05010", "no valid key: \"05010\"; expected is \"5010\"" },
       { vnis + "/5010/ipToMacTable/10.0.0", "no valid key: \"10.0.0\"; expected is an address" },
       { flow + "/matchVn", "no such field of Kiv::V1::PolicyFlowInfo: \"matchVn\"; known are matchVni, " },
       { intf + "/a~11/allowedVlan/x", "no valid key: \"x\"; expected is a VLAN" },
@@ -228,11 +192,4 @@ TEST_F( RefusalTest, APlaceThatCannotComeIsNotWatched ) {
       auto const error = watch( pointer );
       EXPECT_TRUE( error.starts_with( pointer + " " + reason ) ) << pointer << "\n" << error;
    }
-}
-
-// The key of the watch is a host's address; it is told under the prefix.
-TEST_F( RefusalTest, AWatchedKeyMayBeWrittenInAnotherForm ) {
-   watch( group + "/interceptFlow/10.0.0.1" );
-   write( group + "/interceptFlow/10.0.0.1", "{}" );
-   EXPECT_EQ( told(), std::vector{ at( group + "/interceptFlow", R"({"10.0.0.1/32":{}})" ) } );
 }

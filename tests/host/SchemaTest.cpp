@@ -18,7 +18,7 @@ TEST_F( SchemaTest, EveryRequestIsListedWithAnExampleThatIsServed ) {
       std::string const name = each.name.GetString();
       names += name + " ";
       EXPECT_TRUE( each.value[ "example" ].HasMember( each.name ) ) << name;
-      EXPECT_TRUE( ask( text( each.value[ "example" ] ) ).starts_with( R"({"ok":true)" ) ) << name;
+      EXPECT_TRUE( ask( textOf( each.value[ "example" ] ) ).starts_with( R"({"ok":true)" ) ) << name;
       EXPECT_NE( Host::Session::requestList().find( "  " + name + " " ), std::string::npos ) << name;
    }
    EXPECT_EQ( names, "start patch get advance command log restart watch help schema quit " );
@@ -28,14 +28,14 @@ TEST_F( SchemaTest, TellsEachAttributeOfEachRecord ) {
    auto const answer = answered( R"({"schema": true})" );
    auto const & schema = answer[ "schema" ];
    auto const told = [ & ]( std::string const & place, char const * attribute ) {
-      return text( schema[ place.c_str() ][ "attributes" ][ attribute ] );
+      return textOf( schema[ place.c_str() ][ "attributes" ][ attribute ] );
    };
-   std::string const group = "/state/kiv/servicePolicyConfig/<source>/servicePolicy/<Lum::Name>";
+   std::string const policy = "/state/kiv/servicePolicyConfig/<source>/servicePolicy/<Lum::Name>";
    std::string const running = "/state/kiv/servicePolicyStatus/policyRunningInfo/<Lum::Name>";
    std::string const cookie = "/policyFragment/<Lum::String>/grCookie";
    EXPECT_EQ( told( "/state/kiv/config", "flowRemovalPeriod" ),
               R"({"form":"value","type":"double","default":30.0,"writer":"operator"})" );
-   EXPECT_EQ( told( group, "interceptFlow" ),
+   EXPECT_EQ( told( policy, "interceptFlow" ),
               R"({"form":"records","key":"Neroli::IpGenAddrWithMask","type":"Kiv::InterceptFlowInfo","fields":{},)"
               R"("writer":"source"})" );
    EXPECT_EQ( told( running, "hostInfo" ),
@@ -69,7 +69,7 @@ TEST_F( SchemaTest, WhatItTellsIsSo ) {
          EXPECT_NE( std::string( attribute.value[ "writer" ].GetString() ), "" ) << pointer;
          if( !stands || pointer.ends_with( "/clusterStatus" ) ) continue; // which has a member from the start
          auto const & told = attribute.value;
-         auto const initial = told.HasMember( "default" ) ? text( told[ "default" ] )
+         auto const initial = told.HasMember( "default" ) ? textOf( told[ "default" ] )
                               : told.HasMember( "key" )   ? "{}"
                                                           : "null";
          EXPECT_EQ( get( pointer ), initial ) << pointer;

@@ -2,11 +2,12 @@
 #include "platform/lum/Machine.h"
 #include "records/kiv/PolicyConfig.h"
 #include "tests/host/Client.h"
-#include "tests/scenery/Fabric.h"
+#include "tests/scenery/Redirect.h"
 
 namespace {
 
 using Lines = std::vector< std::string >;
+using Scenery::Redirect;
 
 class WatchTest : public Client {
  protected:
@@ -27,9 +28,7 @@ class Grumbler : public Lum::PtrInterface {
    void grumble() { throw std::runtime_error( "not again" ); }
 };
 
-std::string const sources = "/state/kiv/servicePolicyConfig";
-std::string const group = sources + "/site/servicePolicy/web";
-std::string const flow = "/hub/kiv/version1/policy/switch/02-00-00-00-00-0a/policyFragment/web-5010/flow/f";
+std::string const flow = fragment + "/flow/f";
 
 } // namespace
 
@@ -43,7 +42,7 @@ TEST_F( WatchTest, EachWriteIsOneLineInTheOrderOfThePatch ) {
 }
 
 TEST_F( WatchTest, TellsWhatConcernsThePlaceAlone ) {
-   for( char const * attribute : { "/nearIntfUuid", "/policyName" } ) watch( group + attribute );
+   for( char const * place : { "/nearIntfUuid", "/policyName", "/interceptFlow/10.0.0.1" } ) watch( group + place );
    watch( flow + "/matchVni" );
    struct {
       std::string pointer, value;
@@ -54,6 +53,8 @@ TEST_F( WatchTest, TellsWhatConcernsThePlaceAlone ) {
       { group + "/nearIntfUuid", R"("n")", {} },
       { group + "/policyName", R"({"a/b": true})", { at( group, R"({"policyName":{"a/b":true}})" ) } },
       { group + "/policyName", "null", { at( group, R"({"policyName":{"a/b":null}})" ) } },
+      // The key is a host's address; it is told under the prefix.
+      { group + "/interceptFlow/10.0.0.1", "{}", { at( group + "/interceptFlow", R"({"10.0.0.1/32":{}})" ) } },
       { group + "/nearIntfUuid", "null", { at( group, R"({"nearIntfUuid":""})" ) } },
       { sources, R"({"other": {}, "site": null})", { at( sources + "/site", "null" ) } },
       { sources + "/site", "{}", {} },
@@ -94,27 +95,16 @@ TEST_F( WatchTest, TheAgentsWritesComeBeforeTheAnswer ) {
 }
 
 TEST_F( WatchTest, WhatAHandlerRaisesIsNamedAndThePatchStands ) {
-   Lum::Ptr< Kiv::Config const > const config = session.tree().state()->getEntity< Kiv::Config >( "kiv/config" );
-   auto const grumbler = Lum::Factory< Grumbler >()( config );
-   EXPECT_EQ( write( "/state/kiv/config", R"({"enabled": true, "vniRange": "7"})" ),
-              R"({"ok":true,"raised":["not again"]})" );
-   EXPECT_EQ( get( "/state/kiv/config" ), R"({"enabled":true,"vniRange":"7"})" );
+   Lum::Ptr< Kiv::Config const > const watched = session.tree().state()->getEntity< Kiv::Config >( "kiv/config" );
+   auto const grumbler = Lum::Factory< Grumbler >()( watched );
+   EXPECT_EQ( write( config, R"({"enabled": true, "vniRange": "7"})" ), R"({"ok":true,"raised":["not again"]})" );
+   EXPECT_EQ( get( config ), R"({"enabled":true,"vniRange":"7"})" );
    EXPECT_EQ( ask( R"({"log": true})" ), R"({"ok":true,"log":[]})" );
 }
 
-// The ports of the device on "A", the host behind "C".
-TEST( Switches, AreToldWhatTheySeeAndNoMore ) {
-   Scenery::Fabric fabric;
-   for( char const * uuid : { "near", "far" } ) fabric.port( uuid, 'A' );
-   fabric.host( "10.0.0.1", "02:00:aa:00:00:01", 'C' );
-   fabric.start();
-   fabric.enable();
-   fabric.group( "web", { "10.0.0.1" } );
-   fabric.switchesAnswer();
-   EXPECT_EQ( fabric.get( "/switch/" + Scenery::Fabric::id( 'B', '-' ) ), "" );
-
-   auto const reports = "/hub/kivclient/version1/policystatus/switch/" + Scenery::Fabric::id( 'A', '-' );
-   fabric.patch( reports + "/policyFragment/web-5010/flowStatus/ServiceVtepEgress/status", "3" );
+TEST_F( Redirect, ARestartKeepsTheLogAndTheClockAndBringsALostDirectoryBack ) {
+   redirect();
+   fabric.patch( Scenery::egressOf( 'A' ), "3" );
    fabric.advance( 1 );
    fabric.restart();
    EXPECT_NE( fabric.ask( R"({"log": true})" ).find( "ZAR_KIV_REDIRECT_RULE_PROGRAM_ERROR" ), std::string::npos );
@@ -125,5 +115,5 @@ TEST( Switches, AreToldWhatTheySeeAndNoMore ) {
    fabric.patch( "/hub/kiv/version1/policy/switch", "null" );
    EXPECT_EQ( fabric.get( "/switch" ), "{}" );
    fabric.restart(); // and comes back with the next agent
-   EXPECT_NE( fabric.get( "/switch/" + Scenery::Fabric::id( 'A', '-' ) ), "" );
+   EXPECT_FALSE( fabric.published().empty() );
 }
