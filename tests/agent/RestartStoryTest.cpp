@@ -154,8 +154,7 @@ TEST( Restart, NeighboursKeepTheirFlows ) {
 TEST( Restart, ACookieOfAnotherMacGoes ) {
    for( char at : { 'A', 'C' } ) {
       SCOPED_TRACE( at );
-      Fabric before;
-      build( before );
+      Redirected before;
       before.host( "10.0.0.2", "02:00:aa:00:00:02", at );
       before.group( "web", { "10.0.0.2" } );
       before.switchesAnswer();
@@ -163,9 +162,8 @@ TEST( Restart, ACookieOfAnotherMacGoes ) {
       auto const cookie = published + "/policyFragment/web-5010/grCookie/interceptInfo/10.0.0.2";
       EXPECT_NE( before.get( cookie ), "" );
       Fabric after;
-      after.patch( "/state", before.get( "/state" ) );
-      after.patch( "/hub", before.get( "/hub" ) );
-      for( char letter = 'A'; letter <= 'E'; ++letter ) after.patch( status + Fabric::id( letter, '-' ), "null" );
+      after.takeOver( before );
+      for( char letter = 'A'; letter <= 'E'; ++letter ) after.patch( Fabric::reports( letter ), "null" );
       after.patch( published + "/policyFragment/web-5010/flow/InsideVtepIngress-10.0.0.2", "null" );
       after.host( "10.0.0.2", "02:00:aa:00:00:03", at );
       after.start();
