@@ -124,7 +124,9 @@ TEST_F( ErrorStatusTest, WhatASwitchSaidGoesWithIt ) {
       { "something else is there", [ & ] { reports->entityPtrIs( switchA, new Lum::Dir( switchA ) ); }, false },
       { "the machine goes", [ & ] { errorStatusSm = nullptr; }, true },
    };
+   SwitchId const b( "02:00:aa:bb:cc:0b" );
    web->serviceVtepSwitchIdIs( SwitchId( "02:00:aa:bb:cc:0a" ), true );
+   web->originalToServiceVniIs( vni, Vxlan::VniOrNone( 500 ) );
    for( auto const & [ story, event, stays ] : cases ) {
       SCOPED_TRACE( story );
       for( auto const & name : { switchA, switchB } ) reportService( name, "dmz-web-100", 2, 2 );
@@ -134,6 +136,9 @@ TEST_F( ErrorStatusTest, WhatASwitchSaidGoesWithIt ) {
       EXPECT_EQ( host->insideVtepIngressFlowPresent(), stays );
       reports->entityPtrDel( switchB ); // which is no service VTEP any more
       EXPECT_TRUE( converged( "02:00:aa:bb:cc:0b" ) );
+      web->serviceVtepSwitchIdIs( b, true ); // and comes back silent
+      EXPECT_EQ( converged( "02:00:aa:bb:cc:0b" ), stays );
+      web->serviceVtepSwitchIdDel( b );
    }
 }
 

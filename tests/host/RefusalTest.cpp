@@ -36,6 +36,7 @@ TEST_F( RefusalTest, ABadPatchNamesItsPlaceAndChangesNothing ) {
       { "/state/controler", "{}", "", "no such record: \"controler\"; known are controller, kiv" },
       { "/agent/servicePolicyConfig", "{}", "!/agent", "read-only" },
       { "/switch", "null", "", "read-only" },
+      { "/state", "null", "", "a record at a fixed path cannot be deleted" },
       { config, "null", "", "a record at a fixed path cannot be deleted" },
       { leader, "null", "", "a record at a fixed path cannot be deleted" },
       { leader + "/default", "null", "", "a record at a fixed path cannot be deleted" },
