@@ -1,6 +1,7 @@
 // What the session does for each request.
 #include "host/Command.h"
 #include "host/Session.h"
+#include "platform/ribbon/Ribbon.h"
 
 #include <algorithm>
 #include <set>
@@ -77,6 +78,7 @@ std::string Session::requestList() {
 }
 
 std::string Session::answer( std::string_view line ) {
+   Ribbon::Turn const turn;
    raised_.clear();
    try {
       auto const document = parsed( line );

@@ -1,6 +1,7 @@
 #include "platform/moth/TaskScheduler.h"
 
 #include "platform/moth/TimerTask.h"
+#include "platform/ribbon/Ribbon.h"
 
 namespace Moth {
 
@@ -11,6 +12,7 @@ TaskScheduler::Time TaskScheduler::delayOf( double seconds ) {
 }
 
 void TaskScheduler::run( Work const & work ) {
+   Ribbon::Turn const turn;
    try {
       work();
    } catch( ... ) {
@@ -23,6 +25,7 @@ std::optional< TaskScheduler::Time > TaskScheduler::firstDue() const {
 }
 
 void TaskScheduler::runFirst() {
+   Ribbon::Turn const turn;
    auto const first = armed_.extract( armed_.begin() );
    first.mapped()->run();
 }

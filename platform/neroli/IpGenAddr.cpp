@@ -2,6 +2,8 @@
 
 #include "platform/lum/Strep.h"
 
+#include <cstring>
+
 namespace Neroli {
 
 std::optional< IpGenAddr > IpGenAddr::parse( std::string_view text ) {
@@ -11,6 +13,30 @@ std::optional< IpGenAddr > IpGenAddr::parse( std::string_view text ) {
 }
 
 void IpGenAddr::handleInitialized( Lum::String const & text ) { *this = Lum::strepToValue< IpGenAddr >( text.view() ); }
+
+std::size_t IpGenAddr::toBytes( char * to ) const {
+   *to = static_cast< char >( family_ );
+   std::uint64_t const words[] = { address_.high(), address_.low() };
+   auto const ipv4 = static_cast< std::uint32_t >( words[ 1 ] );
+   if( family_ == Family::ipv4 ) std::memcpy( to + 1, &ipv4, sizeof ipv4 );
+   if( family_ == Family::ipv6 ) std::memcpy( to + 1, words, sizeof words );
+   return 1 + bits() / 8;
+}
+
+std::optional< IpGenAddr > IpGenAddr::fromBytes( std::string_view & bytes ) {
+   IpGenAddr ip;
+   if( bytes.empty() || bytes[ 0 ] > static_cast< char >( Family::ipv6 ) ) return std::nullopt;
+   ip.family_ = static_cast< Family >( bytes[ 0 ] );
+   std::size_t const size = 1 + ip.bits() / 8;
+   if( bytes.size() < size ) return std::nullopt;
+   std::uint64_t words[ 2 ] = {};
+   std::uint32_t ipv4 = 0;
+   if( ip.family_ == Family::ipv4 ) std::memcpy( &ipv4, bytes.data() + 1, sizeof ipv4 );
+   if( ip.family_ == Family::ipv6 ) std::memcpy( words, bytes.data() + 1, sizeof words );
+   ip.address_ = Ip6Addr( words[ 0 ], words[ 1 ] | ipv4 );
+   bytes.remove_prefix( size );
+   return ip;
+}
 
 Lum::String IpGenAddr::stringValue() const {
    switch( family_ ) {

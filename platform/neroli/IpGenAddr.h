@@ -32,6 +32,12 @@ class IpGenAddr {
    friend constexpr auto operator<=>( IpGenAddr const &, IpGenAddr const & ) = default;
    constexpr std::uint64_t hash() const { return address_.hash( static_cast< std::uint64_t >( family_ ) ); }
 
+   /// One byte for the family and 0, 4 or 16 for the address, in the byte order of the machine; returns how many.
+   static constexpr std::size_t maxBytes = 17;
+   std::size_t toBytes( char * to ) const;
+   /// Takes such bytes off the front; nothing where there are none.
+   static std::optional< IpGenAddr > fromBytes( std::string_view & bytes );
+
    /// "10.0.0.1", "2001:db8::1", or "" when unset.
    Lum::String stringValue() const;
    friend std::ostream & operator<<( std::ostream & out, IpGenAddr const & ip ) { return out << ip.stringValue(); }

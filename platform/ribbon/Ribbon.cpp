@@ -30,11 +30,15 @@ struct State {
    std::uint64_t rings = 0; // how many this process has had, this one included
    std::uint64_t sequence = 0;
    Lum::Clock clock = nullptr;
+   unsigned turns = 0; // that are under way
+   double time = 0;    // while there are any
    std::uint32_t recordLimit = maxRecord;
    bool multiThreading = false;
    bool keepFile = true;
    std::mutex mutex;
    OwnFile file;
+   std::array< std::size_t, levels > headAt{}; // where a ring's head and tail lie: positions modulo its size
+   std::array< std::size_t, levels > tailAt{};
    bool cut = false;                // some of the file is gone
    struct sigaction busErrors = {}; // who had them before
 
@@ -104,30 +108,45 @@ void publish( std::uint64_t & position, std::uint64_t value ) {
    std::atomic_ref( position ).store( value, std::memory_order_release );
 }
 
-void copyIn( RingHeader const & to, std::uint64_t position, char const * bytes, std::size_t size ) {
+/// Moves an offset on, round the ring. Neither is divided: a record is smaller than the ring.
+std::size_t moved( RingHeader const & in, std::size_t at, std::size_t size ) {
+   return at + size < in.size ? at + size : at + size - in.size;
+}
+
+void copyIn( RingHeader const & to, std::size_t at, char const * bytes, std::size_t size ) {
    char * const start = ring.base + to.offset;
-   std::size_t const at = position % to.size;
-   std::size_t const first = std::min< std::size_t >( size, to.size - at );
+   if( size <= to.size - at ) [[likely]] {
+      std::memcpy( start + at, bytes, size );
+      return;
+   }
+   std::size_t const first = to.size - at;
    std::memcpy( start + at, bytes, first );
    std::memcpy( start, bytes + first, size - first );
 }
 
-std::uint32_t recordSizeAt( RingHeader const & from, std::uint64_t position ) {
+std::uint32_t recordSizeAt( RingHeader const & from, std::size_t at ) {
    char const * const start = ring.base + from.offset;
-   std::size_t const at = position % from.size;
    std::uint32_t size;
    std::size_t const first = std::min< std::size_t >( sizeof size, from.size - at );
+   if( first == sizeof size ) [[likely]] {
+      std::memcpy( &size, start + at, sizeof size );
+      return size;
+   }
    std::memcpy( &size, start + at, first );
    std::memcpy( reinterpret_cast< char * >( &size ) + first, start, sizeof size - first );
    return size;
 }
 
 /// Moves the tail until `size` bytes are free. Sizes that stand in the file are believed within bounds only.
-void makeRoom( RingHeader & in, RingHeader & shown, std::size_t size ) {
+void makeRoom( unsigned level, RingHeader & shown, std::size_t size ) {
+   auto & in = ring.header.rings[ level ];
+   auto & at = ring.tailAt[ level ];
    std::uint64_t tail = in.tail;
    while( in.head + size - tail > in.size ) {
-      std::uint32_t const oldest = recordSizeAt( in, tail );
-      tail = oldest < sizeof( RecordHeader ) || oldest > in.head - tail ? in.head : tail + oldest;
+      std::uint32_t const oldest = recordSizeAt( in, at );
+      bool const whole = oldest >= sizeof( RecordHeader ) && oldest <= in.head - tail;
+      tail = whole ? tail + oldest : in.head;
+      at = whole ? moved( in, at, oldest ) : ring.headAt[ level ];
    }
    if( tail == in.tail ) return;
    publish( shown.tail, in.tail = tail );
@@ -155,6 +174,8 @@ void initialize( Lum::String const & fileName, SizeSpec const & sizeSpec, Lum::C
    ++ring.rings;
    ring.sequence = firstSequence;
    ring.clock = clock ? clock : Lum::now;
+   ring.time = ring.clock();
+   ring.headAt = ring.tailAt = {};
    ring.recordLimit = std::clamp( recordLimit, 64u, maxRecord );
    ring.multiThreading = multiThreading;
    ring.keepFile = keepFile;
@@ -176,15 +197,32 @@ void removeFile() {
 
 std::string filePath() { return ring.file.path; }
 
+Turn::Turn() {
+   ++ring.turns;
+   if( ring.base ) ring.time = ring.clock();
+}
+
+Turn::~Turn() {
+   --ring.turns;
+   if( ring.base && ring.turns ) ring.time = ring.clock();
+}
+
 Record::Record() : limit_( ring.recordLimit ) {} // NOLINT(cppcoreguidelines-pro-type-member-init)
 
-void Record::word( void const * value ) {
-   if( limit_ - size_ < sizeof( std::uint64_t ) ) {
+void Record::word( void const * value ) { bytes( value, sizeof( std::uint64_t ) ); }
+
+void Record::address( Neroli::IpGenAddr ip ) {
+   char form[ Neroli::IpGenAddr::maxBytes ];
+   bytes( form, ip.toBytes( form ) );
+}
+
+void Record::bytes( void const * from, std::size_t size ) {
+   if( limit_ - size_ < size ) {
       limit_ = size_;
       return;
    }
-   std::memcpy( bytes_ + size_, value, sizeof( std::uint64_t ) );
-   size_ += sizeof( std::uint64_t );
+   std::memcpy( bytes_ + size_, from, size );
+   size_ += static_cast< std::uint32_t >( size );
 }
 
 void Record::text( std::string_view value ) {
@@ -233,10 +271,12 @@ void write( Site const & site, Record & record ) {
    auto & to = ring.header.rings[ site.level ];
    auto & shown = ring.shown().rings[ site.level ];
    if( format == leftOut || record.size_ > to.size ) return;
-   RecordHeader const header{ record.size_, format, ring.sequence++, ring.clock() };
+   RecordHeader const header{ record.size_, format, ring.sequence++, ring.turns ? ring.time : ring.clock() };
    std::memcpy( record.bytes_, &header, sizeof header );
-   makeRoom( to, shown, record.size_ );
-   copyIn( to, to.head, record.bytes_, record.size_ );
+   makeRoom( site.level, shown, record.size_ );
+   auto & at = ring.headAt[ site.level ];
+   copyIn( to, at, record.bytes_, record.size_ );
+   at = moved( to, at, record.size_ );
    publish( shown.head, to.head += record.size_ );
 }
 

@@ -7,6 +7,8 @@
 
 #include "platform/lum/Clock.h"
 #include "platform/lum/String.h"
+#include "platform/neroli/EthAddr.h"
+#include "platform/neroli/IpGenAddr.h"
 #include "platform/ribbon/RibbonFile.h"
 
 #include <array>
@@ -45,6 +47,16 @@ void removeFile();
 /// The path of the file; empty while the ring is off.
 std::string filePath();
 
+/// A turn of the loop: while one lives, the lines bear the time at which the innermost began or another within it
+/// ended. Outside of turns each line reads the clock.
+class Turn {
+ public:
+   Turn();
+   Turn( Turn const & ) = delete;
+   Turn & operator=( Turn const & ) = delete;
+   ~Turn();
+};
+
 /// A place in the source that writes lines of one format.
 struct Site {
    constexpr Site( unsigned siteLevel, char const * siteFile, unsigned siteLine )
@@ -63,11 +75,18 @@ class Record {
    void integer( std::int64_t value ) { word( &value ); }
    void pointer( void const * value ) { word( &value ); }
    void text( std::string_view value );
+   /// Of either family, or unset.
+   void address( Neroli::IpGenAddr ip );
+   void mac( Neroli::EthAddr mac ) {
+      auto const value = mac.value();
+      word( &value );
+   }
 
  private:
    friend void write( Site const & site, Record & record );
 
    void word( void const * value );
+   void bytes( void const * from, std::size_t size );
 
    std::uint32_t size_ = sizeof( RecordHeader );
    std::uint32_t limit_;

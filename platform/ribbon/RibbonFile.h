@@ -7,10 +7,10 @@
 // when its place in the source is passed first, and records refer to it by its offset.
 //
 // A ring holds records one behind the other, round and round: RecordHeader, then the arguments in the order of the
-// format's codes: "%i" and "%p" take 8 bytes, "%s" a length of 2 bytes and the text. In the format "%%" is a percent
-// sign. Positions in a ring only grow; the byte at position p lies at offset p modulo the ring's size. The writer moves
-// `tail` past what it is about to overwrite, then writes, then moves `head`: what lies between them is whole at any
-// time.
+// format's codes: "%i", "%p" and "%M" (a MAC) take 8 bytes, "%A" (an address) one for the family and 0, 4 or 16 for the
+// address, "%s" a length of 2 bytes and the text. In the format "%%" is a percent sign. Positions in a ring only grow;
+// the byte at position p lies at offset p modulo the ring's size. The writer moves `tail` past what it is about to
+// overwrite, then writes, then moves `head`: what lies between them is whole at any time.
 //
 // Everything is in the byte order of the machine.
 #pragma once

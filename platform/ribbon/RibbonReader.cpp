@@ -1,6 +1,8 @@
 #include "platform/ribbon/RibbonReader.h"
 
 #include "platform/lum/String.h"
+#include "platform/neroli/EthAddr.h"
+#include "platform/neroli/IpGenAddr.h"
 #include "platform/ribbon/OwnFile.h"
 #include "platform/ribbon/RibbonFile.h"
 
@@ -65,9 +67,15 @@ std::optional< std::string > argument( char code, std::string_view & arguments )
       arguments.remove_prefix( text.size() );
       return *length & textCut ? text + "..." : text;
    }
+   if( code == 'A' ) {
+      auto const ip = Neroli::IpGenAddr::fromBytes( arguments );
+      return ip ? std::optional( ip->stringValue().str() ) : std::nullopt;
+   }
    auto const number = take< std::int64_t >( arguments );
    if( !number ) return std::nullopt;
    if( code == 'i' ) return std::to_string( *number );
+   if( code == 'M' )
+      return Neroli::EthAddr( static_cast< std::uint64_t >( *number ) & 0xffffffffffff ).stringValue().str();
    return Lum::format( "0x%zx", static_cast< std::size_t >( *number ) ).str();
 }
 
@@ -75,7 +83,7 @@ std::string textOf( std::string_view format, std::string_view arguments ) {
    std::string text;
    for( std::size_t i = 0; i < format.size(); ++i ) {
       char const code = format[ i ] == '%' && i + 1 < format.size() ? format[ ++i ] : '\0';
-      if( code == 's' || code == 'i' || code == 'p' ) {
+      if( code == 's' || code == 'i' || code == 'p' || code == 'A' || code == 'M' ) {
          auto const value = argument( code, arguments );
          if( !value ) return text + "...";
          text += *value;

@@ -14,6 +14,7 @@
 #include "platform/lum/Strep.h"
 #include "platform/lum/Trace.h"
 #include "platform/ribbon/Ribbon.h"
+#include "platform/vxlan/Vni.h"
 
 #include <concepts>
 #include <cstdint>
@@ -39,6 +40,14 @@ concept IsAddress = std::is_pointer_v< T > && !std::convertible_to< T, std::stri
 /// What the ring keeps as a number. A bool has a text; the largest unsigned numbers have none that fits "%i".
 template< class T >
 concept IsNumber = std::integral< T > && !std::same_as< T, bool > && ( std::is_signed_v< T > || sizeof( T ) < 8 );
+
+/// What the ring keeps as bytes; the reader makes their texts.
+template< class T >
+concept IsVni = std::same_as< T, Vxlan::Vni > || std::same_as< T, Vxlan::VniOrNone >;
+template< class T >
+concept IsHost = std::same_as< T, Neroli::IpGenAddr > || std::same_as< T, Neroli::IpAddr >;
+template< class T >
+concept IsMac = std::same_as< T, Neroli::EthAddr >;
 
 // Literals lose their length here, so that lines which differ in their literals share one function.
 template< class T >
@@ -104,7 +113,11 @@ class RibbonConverter {
       if constexpr( std::same_as< T, Literal > ) {
          for( char const each : part.text ) format.append( each == '%' ? 2 : 1, each );
       } else {
-         format += IsAddress< T > ? "%p" : IsNumber< T > ? "%i" : "%s";
+         format += IsAddress< T >                ? "%p"
+                   : IsNumber< T > || IsVni< T > ? "%i"
+                   : IsHost< T >                 ? "%A"
+                   : IsMac< T >                  ? "%M"
+                                                 : "%s";
       }
    }
 
@@ -116,6 +129,12 @@ class RibbonConverter {
          record.pointer( part );
       } else if constexpr( IsNumber< T > ) {
          record.integer( part );
+      } else if constexpr( IsVni< T > ) {
+         record.integer( part.value() ); // none has a number, too
+      } else if constexpr( IsHost< T > ) {
+         record.address( part );
+      } else if constexpr( IsMac< T > ) {
+         record.mac( part );
       } else if constexpr( std::derived_from< T, Lum::String > ) {
          record.text( part.view() );
       } else if constexpr( std::convertible_to< T, std::string_view > ) {
