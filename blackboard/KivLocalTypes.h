@@ -31,10 +31,10 @@ struct IpVniPair {
 
 /// Bears the names of the four flow roles. All values of the type are equal.
 struct PolicyFlowName {
-   static constexpr char const * serviceVtepIngress = "ServiceVtepIngress";
-   static constexpr char const * serviceVtepEgress = "ServiceVtepEgress";
-   static constexpr char const * insideVtepIngress = "InsideVtepIngress"; // then "-" and the host's address
-   static constexpr char const * insideVtepEgress = "InsideVtepEgress";
+   static inline Lum::String const serviceVtepIngress = "ServiceVtepIngress";
+   static inline Lum::String const serviceVtepEgress = "ServiceVtepEgress";
+   static inline Lum::String const insideVtepIngress = "InsideVtepIngress"; // then "-" and the host's address
+   static inline Lum::String const insideVtepEgress = "InsideVtepEgress";
 
    friend bool operator==( PolicyFlowName, PolicyFlowName ) { return true; }
    friend bool operator<( PolicyFlowName, PolicyFlowName ) { return false; }
@@ -48,6 +48,13 @@ class HostInfo : public Lum::Entity {
    LUM_VALUE( mac, Neroli::EthAddr );   // all zero: not learnt yet; written by L2StatusSm
    LUM_VALUE( switchPair, SwitchPair ); // empty: no location; written by VtepLocatorSm, emptied when the host is stale
    LUM_VALUE( vni, Vxlan::VniOrNone );  // where it was learnt, none until then; written by L2StatusSm
+
+   /// The VNI whose L2StatusSm holds the host: a route, which nobody watches.
+   Vxlan::VniOrNone followedIn() const { return followedIn_; }
+   void followedInIs( Vxlan::VniOrNone vni ) { followedIn_ = vni; }
+
+ private:
+   Vxlan::VniOrNone followedIn_;
 };
 
 /// The groups that name an interface UUID as near or far; written by their brains.

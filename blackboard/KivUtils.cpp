@@ -36,6 +36,11 @@ Lum::String insideIngressFlowName( Neroli::IpGenAddr ip ) {
    return Lum::textOf( PolicyFlowName::insideVtepIngress, "-", ip );
 }
 
+Lum::String const & ingressFlowName( HostRunningInfo const & host ) {
+   if( host.flowName.empty() ) host.flowName = insideIngressFlowName( host.ip() );
+   return host.flowName;
+}
+
 std::optional< Neroli::IpGenAddr > hostOfFlow( Lum::String const & flowName ) {
    auto const dash = flowName.view().rfind( '-' );
    if( dash == std::string_view::npos ) return std::nullopt;

@@ -3,6 +3,7 @@
 
 #include "platform/neroli/IpGenAddr.h"
 #include "platform/vxlan/Vni.h"
+#include "records/kiv/PolicyRunningInfo.h"
 #include "records/kiv/SwitchPair.h"
 
 #include <optional>
@@ -21,6 +22,8 @@ Lum::String getPolicyName( Lum::String const & fragmentName );
 
 /// The name of the flow that diverts a host's traffic on its own switch.
 Lum::String insideIngressFlowName( Neroli::IpGenAddr ip );
+/// The same, made once and shared by all switches of the host.
+Lum::String const & ingressFlowName( HostRunningInfo const & host );
 /// The host of such a name: the address behind the last "-". None for the flows that serve no single host.
 std::optional< Neroli::IpGenAddr > hostOfFlow( Lum::String const & flowName );
 

@@ -51,18 +51,20 @@ void VtepLocatorSm::destroy() {
 void L2StatusSm::handleInitialized() {
    TRACE8( trace(), " vni: ", vni() );
    initializedIs( true );
+   parent()->vniComes( *this );
    populateGRState();
    handleIpToMacTable();
 }
 
 // Hosts that a restart rebuilt find their locators again before the tables are read.
 void L2StatusSm::populateGRState() {
-   for( auto const & [ ip, info ] : policyHelperInfo()->ipToPolicy() ) {
+   for( auto const & info : parent()->restoredHosts( vni() ) ) {
       if( !info->mac().isUnset() && info->vni() == vni() ) follow( info->mac(), info );
    }
 }
 
 void L2StatusSm::handleIpToMacTable( Neroli::IpGenAddr ip ) {
+   parent()->holdsIs( *this, ip, vniFdbStatus()->ipToMacTable().find( ip ) );
    if( !policyHelperInfo()->ipToPolicy( ip ) ) return;
    TRACE8( trace(), "IpAddr: ", ip, " Vni: ", vni() );
    addHostInfo( ip );
@@ -97,8 +99,8 @@ void L2StatusSm::handleVni( Lum::Ptr< HostInfo > host ) {
 }
 
 void L2StatusSm::addHostInfo( Neroli::IpGenAddr ip ) {
-   TRACE8( trace(), " ip: ", ip );
    if( !vniFdbStatus()->ipToMacTable().find( ip ) ) return;
+   TRACE8( trace(), " ip: ", ip );
    auto const mac = vniFdbStatus()->ipToMacTable( ip ).mac;
    auto const info = policyHelperInfo()->ipToPolicy( ip );
    info->vniIs( vni() );
@@ -117,6 +119,7 @@ void L2StatusSm::follow( Neroli::EthAddr mac, Lum::Ptr< HostInfo > info ) {
    othersAre( mac, others );
    macToIpIs( mac, ip );
    ipToMacIs( ip, mac );
+   info->followedInIs( vni() );
    auto const old = vtepLocatorSm( mac );
    if( old && old->hostInfo() != info ) vtepLocatorSmDel( mac, Lum::withoutEnd ); // its address stays where it is
    auto const locator = vtepLocatorSmIs( mac, vniFdbStatus(), policyHelperInfo(), info );
@@ -171,7 +174,7 @@ void L2StatusSm::forget( Neroli::IpGenAddr ip ) {
    auto const mac = ipToMac( ip );
    auto others = otherIp( mac );
    bool const followed = macToIp( mac ) == ip;
-   ipToMacDel( ip );
+   letGo( ip );
    if( followed ) macToIpDel( mac );
    auto const next = followed && !others.empty() ? policyHelperInfo()->ipToPolicy( others.back() ) : nullptr;
    std::erase( others, ip );
@@ -179,15 +182,22 @@ void L2StatusSm::forget( Neroli::IpGenAddr ip ) {
    if( next ) follow( mac, next );
 }
 
+void L2StatusSm::letGo( Neroli::IpGenAddr ip ) {
+   ipToMacDel( ip );
+   auto const info = policyHelperInfo()->ipToPolicy( ip );
+   if( info && info->followedIn() == vni() ) info->followedInIs( {} );
+}
+
 void L2StatusSm::cleanup() {
    TRACE8( trace(), " vni: ", vni() );
+   parent()->vniGoes( *this );
    vtepLocatorSmDelAll();
    std::vector< Neroli::IpGenAddr > hosts;
    for( auto const & [ ip, mac ] : ipToMac() ) {
       hosts.push_back( ip );
       macToIpDel( mac );
       otherIpDel( mac );
-      ipToMacDel( ip );
+      letGo( ip );
    }
    for( auto const & ip : hosts ) removeHostInfo( ip );
 }

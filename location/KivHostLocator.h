@@ -15,11 +15,14 @@
 #include "records/kiv/PolicyConfig.h"
 #include "records/loomis/VniStatus.h"
 
+#include <boost/container/small_vector.hpp>
+#include <map>
 #include <vector>
 
 namespace Kiv {
 
 class L2StatusSm;
+class VniFdbStatusDirSm;
 
 /// Follows the VTEP of one intercepted MAC and writes `switchPair` of the records of all hosts that have it.
 class VtepLocatorSm : public Lum::PtrInterface {
@@ -49,15 +52,14 @@ class L2StatusSm : public Lum::PtrInterface {
    LUM_MACHINE( L2StatusSm );
    LUM_ARG( vni, Vxlan::Vni );
    LUM_ARG_INPUT( vniFdbStatus, Loomis::VniFdbStatusV2 const, LUM_ON( ipToMacTable, handleIpToMacTable ) );
-   // One subscription stands for a reactor on every host of the blackboard. Those that are there at the start are found
-   // by the first walk over the tables.
-   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON_MEMBERSHIP( ipToPolicy, handleIpToPolicy ),
-                  LUM_ON_MEMBER( ipToPolicy, policy, handlePolicy ), LUM_ON_MEMBER( ipToPolicy, vni, handleVni ) );
+   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON_MEMBER_OF( ipToPolicy, followedIn, vni, vni, handleVni ) );
+   LUM_PARENT( parent, VniFdbStatusDirSm );
    LUM_END( cleanup );
    LUM_MEMO( ipToMac, Neroli::IpGenAddr, Neroli::EthAddr );                // the hosts that were found here
    LUM_MEMO( macToIp, Neroli::EthAddr, Neroli::IpGenAddr );                // the one that is followed for a MAC
    LUM_MEMO( otherIp, Neroli::EthAddr, std::vector< Neroli::IpGenAddr > ); // the others that have it; most have none
    LUM_SMS( vtepLocatorSm, Neroli::EthAddr, VtepLocatorSm );
+   LUM_LOCAL( order, std::uint64_t ); // rises with every VNI that comes
    LUM_INITIALIZED;
 
    void handleInitialized();
@@ -82,6 +84,7 @@ class L2StatusSm : public Lum::PtrInterface {
    void pruneMac( Neroli::EthAddr mac );
    void forget( Neroli::IpGenAddr ip );
    void othersAre( Neroli::EthAddr mac, std::vector< Neroli::IpGenAddr > const & others );
+   void letGo( Neroli::IpGenAddr ip );
    void populateGRState();
 };
 
@@ -116,7 +119,8 @@ class StaleHost : public Lum::PtrInterface {
 class VniFdbStatusDirSm : public Lum::PtrInterface {
    LUM_MACHINE( VniFdbStatusDirSm );
    LUM_ARG_INPUT( vniDir, Lum::Dir const, LUM_ON( entityPtr, handleVniDir ) );
-   LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
+   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON_MEMBERSHIP( ipToPolicy, handleIpToPolicy ),
+                  LUM_ON_MEMBER( ipToPolicy, policy, handlePolicy ) );
    LUM_ARG( config, Lum::Ptr< Config const > );
    LUM_NO_END;
    LUM_SMS( l2StatusSm, Vxlan::Vni, L2StatusSm );
@@ -129,12 +133,38 @@ class VniFdbStatusDirSm : public Lum::PtrInterface {
    /// One VNI, named in decimal. Raises RangeException for a number that is no VNI.
    void handleVniDir( Lum::Name name );
    void handleStaleHosts();
+   /// A host came to the blackboard: the VNIs whose tables hold its address are told. One that leaves is told to all.
+   void handleIpToPolicy( Lum::Ptr< HostInfo > host );
+   /// The same for a host that some group, or none any more, controls.
+   void handlePolicy( Lum::Ptr< HostInfo > host );
+
+   /// The machine of a VNI has come, or goes.
+   void vniComes( L2StatusSm & vni );
+   void vniGoes( L2StatusSm const & vni );
+   /// Whether the VNI's table holds the address.
+   void holdsIs( L2StatusSm const & vni, Neroli::IpGenAddr ip, bool holds );
+   /// The hosts that a restart placed in the VNI.
+   std::vector< Lum::Ptr< HostInfo > > restoredHosts( Vxlan::Vni vni ) const;
 
  private:
+   using Orders = boost::container::small_vector< std::uint64_t, 1 >; // an address is in one table, as a rule
+   using Tell = void ( L2StatusSm::* )( Lum::Ptr< HostInfo > );
+
+   void tell( std::uint64_t order, Lum::Ptr< HostInfo > const & host, Tell what, char const * watched );
+   Orders everyVni() const;
+   Orders holdersOf( Neroli::IpGenAddr ip ) const;
    Vxlan::VniOrNone serviceVniOf( Lum::String const & policy, Vxlan::VniOrNone originalVni ) const;
    Lum::Ptr< Loomis::VniFdbStatusV2 const > tablesOf( Vxlan::VniOrNone vni ) const;
    void age( StaleHost & stale );
    void watchIfUnseen( HostInfo const & info );
+
+   std::uint64_t newestOrder_ = 0;
+   std::map< std::uint64_t, L2StatusSm * > vniByOrder_;
+   // Whose tables hold an address, so that a host costs nothing to the VNIs that do not know it.
+   Lum::HashMap2018< Neroli::IpGenAddr, Orders > holders_;
+   // While the VNIs of the start are made: so that not each of them looks at all hosts.
+   bool starting_ = false;
+   std::map< Vxlan::VniOrNone, std::vector< Lum::Ptr< HostInfo > > > hostsOf_;
 };
 
 inline constexpr Lum::Factory< VniFdbStatusDirSm > vniFdbStatusDirSmFactory;

@@ -7,6 +7,12 @@ TRACE_MODULE( "KivServicePolicy" );
 
 namespace Kiv {
 
+namespace {
+
+Lum::Name const cookieName = "GrCookie";
+
+} // namespace
+
 V1::PolicyFlowInfo constructFlow( Lum::String name, Vxlan::VniOrNone matchVni, Neroli::EthAddr matchSMac,
                                   Neroli::EthAddr matchDstMac, Vxlan::VniOrNone rewriteVni,
                                   V1::InterceptPoint interceptAt, Lum::String serviceIntf ) {
@@ -44,7 +50,7 @@ Lum::Ptr< V1::ServicePolicyFragment > createAndPublishPolicy( SwitchId switchId,
    auto const published = policyPublishBaseDir->createEntity< V1::KivPolicyFragment >( name );
    policyHelperInfo->publishEligibleSwitchIs( name, true );
    auto fragment = published->policyFragmentIs( fragmentName );
-   fragment->grCookieIs( "GrCookie" );
+   fragment->grCookieIs( cookieName );
    return fragment;
 }
 

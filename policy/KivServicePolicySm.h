@@ -7,6 +7,7 @@
 #include "platform/lum/Dir.h"
 #include "platform/lum/Machine.h"
 #include "platform/moth/TimerTask.h"
+#include "policy/HostCounts.h"
 #include "records/kiv/PolicyConfig.h"
 #include "records/kiv/PolicyFragment.h"
 #include "records/kiv/PolicyRunningInfo.h"
@@ -52,7 +53,8 @@ enum class FlowRemoval { move, leave };
 class ServicePolicyPerVniSm : public Lum::PtrInterface {
    LUM_MACHINE( ServicePolicyPerVniSm );
    LUM_ARG( originalVni, Vxlan::VniOrNone );
-   LUM_ARG_INPUT( policyRunningInfo, PolicyRunningInfo, LUM_ON( serviceVtepSwitchId, handleServiceVtepSwitchId ) );
+   LUM_ARG_INPUT( policyRunningInfo, PolicyRunningInfo, LUM_ON( serviceVtepSwitchId, handleServiceVtepSwitchId ),
+                  LUM_ON_MEMBER( hostInfo, state, count ), LUM_ON_MEMBER( hostInfo, insideVtepSwitchPair, count ) );
    LUM_ARG( policyHelperInfo, Lum::Ptr< PolicyHelperInfo > );
    LUM_ARG( policyPublishBaseDir, Lum::Ptr< Lum::Dir > );
    LUM_PARENT( parent, ServicePolicyBrainSm );
@@ -70,12 +72,18 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
 
    void flowRemovalTriggerInc( std::uint16_t step );
 
-   std::uint64_t activeHosts() const;      // whose state is not policyPending
-   std::uint64_t interceptedHosts() const; // whose ingress flow is programmed
+   std::uint64_t activeHosts() const { return counts_.active(); } // whose state is not policyPending
+   std::uint64_t interceptedHosts() const;                        // whose ingress flow is programmed
    /// The hosts on `pair`, or on a pair of which `pair` is one. Their state does not count.
    std::uint64_t activeHostsPerInsideVtep( SwitchPair const & pair ) const;
    /// The hosts of which the switch is a member of the pair. Their state does not count.
    std::uint64_t activeHostsOnSwitch( SwitchId const & switchId ) const;
+
+   /// Takes a host into the machine's hands, and out of them.
+   void holdHost( Neroli::IpGenAddr ip, Lum::Ptr< HostRunningInfo > running );
+   void dropHost( Neroli::IpGenAddr ip );
+   /// What counts of a host has changed.
+   void count( Lum::Ptr< HostRunningInfo > running );
 
    void handleInitialized();
    /// All hosts that the machine holds.
@@ -122,6 +130,8 @@ class ServicePolicyPerVniSm : public Lum::PtrInterface {
    void forgetHost( SwitchId const & switchId, Neroli::IpGenAddr ip );
    void revokeAllPolicyFragments();
 
+   HostCounts counts_;
+
    Lum::Ptr< V1::ServicePolicyFragment > publishedFragment( SwitchId const & switchId ) const;
    Lum::Ptr< V1::ServicePolicyFragment > makeFragment( SwitchId const & switchId );
    void revokeFragment( SwitchId const & switchId );
@@ -162,12 +172,12 @@ class ServicePolicyBrainSm : public Lum::PtrInterface {
                   LUM_ON( interceptFlow, handleInterceptFlow ), LUM_ON( nearIntfUuid, handleNearIntfUuid ),
                   LUM_ON( farIntfUuid, handleFarIntfUuid ) ); // the device id is left out: nothing depends on it
    LUM_ARG( serviceIntfConfig, Lum::Ptr< ServiceIntfConfig const > );
-   // One subscription stands for a reactor on every host of the blackboard, not only on this group's: the filter is
-   // applied when a host changes.
-   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo, LUM_ON_MEMBERSHIP( ipToPolicy, handleHostInfoChange ),
-                  LUM_ON_MEMBER( ipToPolicy, mac, handleHostInfoChange ),
-                  LUM_ON_MEMBER( ipToPolicy, switchPair, handleHostInfoChange ),
-                  LUM_ON_MEMBER( ipToPolicy, vni, handleHostInfoChange ) );
+   // Of several groups that intercept an address, only the controlling one follows it. Nobody controls a host that has
+   // just come to the blackboard, or leaves it.
+   LUM_ARG_INPUT( policyHelperInfo, PolicyHelperInfo,
+                  LUM_ON_MEMBER_OF( ipToPolicy, policy, name, mac, handleHostInfoChange ),
+                  LUM_ON_MEMBER_OF( ipToPolicy, policy, name, switchPair, handleHostInfoChange ),
+                  LUM_ON_MEMBER_OF( ipToPolicy, policy, name, vni, handleHostInfoChange ) );
    LUM_ARG( policyRunningInfoCol, Lum::Ptr< PolicyRunningInfoCol > );
    LUM_ARG( policyPublishBaseDir, Lum::Ptr< Lum::Dir > );
    LUM_ARG( kivAgentConfig, Lum::Ptr< Config const > );

@@ -25,7 +25,7 @@ void ServicePolicyBrainSm::handleInitialized() {
    }
    // All are known before the first is looked at: one that is gone must not look like the last.
    for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
-      if( auto const machine = policyPerVniSm( running->originalVni() ) ) machine->hostIs( ip, running );
+      if( auto const machine = policyPerVniSm( running->originalVni() ) ) machine->holdHost( ip, running );
    }
    for( auto const & [ ip, running ] : policyRunningInfo()->hostInfo() ) {
       if( auto const machine = policyPerVniSm( running->originalVni() ) ) machine->handleHost( ip );

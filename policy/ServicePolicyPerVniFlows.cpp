@@ -14,6 +14,8 @@ namespace {
 using State = PolicyRunningState;
 using V1::InterceptPoint;
 
+Lum::String const nearSide = "near";
+
 bool isServiceFlow( Lum::String const & flowName ) {
    return flowName == PolicyFlowName::serviceVtepIngress || flowName == PolicyFlowName::serviceVtepEgress;
 }
@@ -42,9 +44,9 @@ void ServicePolicyPerVniSm::bringServiceFlowsUp() {
 void ServicePolicyPerVniSm::createServiceFlowRules( SwitchId switchId ) {
    TRACE8( trace(), " swId: ", switchId );
    auto const ingress = constructFlow( PolicyFlowName::serviceVtepIngress, originalVni(), {}, {}, serviceVni(),
-                                       InterceptPoint::interceptAtIngress, "near" );
+                                       InterceptPoint::interceptAtIngress, nearSide );
    auto const egress = constructFlow( PolicyFlowName::serviceVtepEgress, serviceVni(), {}, {}, originalVni(),
-                                      InterceptPoint::interceptAtEgress, "near" );
+                                      InterceptPoint::interceptAtEgress, nearSide );
    auto const fragment = makeFragment( switchId );
    fragment->flowIs( ingress );
    fragment->flowIs( egress );
@@ -57,7 +59,7 @@ void ServicePolicyPerVniSm::createInterceptFlowRules( Neroli::IpGenAddr ip, Swit
    TRACE8( trace(), " SW: ", switchId );
    auto const running = host( ip );
    if( !running ) return;
-   auto const ingress = constructFlow( insideIngressFlowName( ip ), running->originalVni(), running->mac(), {},
+   auto const ingress = constructFlow( ingressFlowName( *running ), running->originalVni(), running->mac(), {},
                                        running->serviceVni(), InterceptPoint::interceptAtIngress, "" );
    auto const egress = constructFlow( PolicyFlowName::insideVtepEgress, running->serviceVni(), {}, {},
                                       running->originalVni(), InterceptPoint::interceptAtEgress, "" );
@@ -127,7 +129,7 @@ void ServicePolicyPerVniSm::clearServiceVtep( SwitchId switchId ) {
    auto const fragment = publishedFragment( switchId );
    if( !fragment ) return;
    for( auto const & [ ip, running ] : host() ) {
-      if( !running->insideVtepSwitchPair().isMember( switchId ) ) fragment->flowDel( insideIngressFlowName( ip ) );
+      if( !running->insideVtepSwitchPair().isMember( switchId ) ) fragment->flowDel( ingressFlowName( *running ) );
    }
    fragment->flowDel( PolicyFlowName::serviceVtepEgress );
    fragment->flowDel( PolicyFlowName::serviceVtepIngress );
@@ -158,7 +160,7 @@ void ServicePolicyPerVniSm::manageHostFlowRemovalFromSwitchPair( Neroli::IpGenAd
 bool ServicePolicyPerVniSm::isAlone( Neroli::IpGenAddr ip, SwitchId const & switchId ) const {
    auto const running = host( ip );
    bool const counted = running && running->insideVtepSwitchPair().isMember( switchId );
-   return activeHostsPerInsideVtep( SwitchPair( switchId ) ) == ( counted ? 1 : 0 );
+   return counts_.behind( switchId ) == ( counted ? 1 : 0 );
 }
 
 void ServicePolicyPerVniSm::manageFlowRemovalForHost( Neroli::IpGenAddr ip, SwitchPair pair, FlowRemoval why ) {

@@ -13,21 +13,10 @@ namespace {
 
 using State = PolicyRunningState;
 
-template< class Condition >
-std::uint64_t countHosts( ServicePolicyPerVniSm const & machine, Condition condition ) {
-   std::uint64_t count = 0;
-   for( auto walk = machine.host().begin(); walk; walk.advance() ) count += condition( *walk.node().value );
-   return count;
-}
-
 } // namespace
 
 void ServicePolicyPerVniSm::flowRemovalTriggerInc( std::uint16_t step ) {
    flowRemovalTriggerIs( static_cast< std::uint16_t >( flowRemovalTrigger() + step ) );
-}
-
-std::uint64_t ServicePolicyPerVniSm::activeHosts() const {
-   return countHosts( *this, []( auto & running ) { return running.state() != State::policyPending; } );
 }
 
 std::uint64_t ServicePolicyPerVniSm::interceptedHosts() const {
@@ -41,17 +30,32 @@ std::uint64_t ServicePolicyPerVniSm::interceptedHosts() const {
 }
 
 std::uint64_t ServicePolicyPerVniSm::activeHostsPerInsideVtep( SwitchPair const & pair ) const {
-   return countHosts( *this, [ & ]( auto & running ) {
-      auto const & place = running.insideVtepSwitchPair();
-      return place == pair || place.strictInclude( pair );
-   } );
+   std::uint64_t count = 0;
+   for( auto const & [ ip, running ] : host() ) {
+      auto const & place = running->insideVtepSwitchPair();
+      count += place == pair || place.strictInclude( pair );
+   }
+   return count;
 }
 
 std::uint64_t ServicePolicyPerVniSm::activeHostsOnSwitch( SwitchId const & switchId ) const {
-   auto const count =
-      countHosts( *this, [ & ]( auto & running ) { return running.insideVtepSwitchPair().isMember( switchId ); } );
+   auto const count = counts_.behind( switchId );
    TRACE6( trace(), " swId: ", switchId, " returning ", count );
    return count;
+}
+
+void ServicePolicyPerVniSm::holdHost( Neroli::IpGenAddr ip, Lum::Ptr< HostRunningInfo > running ) {
+   counts_.count( ip, running.get() );
+   hostIs( ip, std::move( running ) );
+}
+
+void ServicePolicyPerVniSm::dropHost( Neroli::IpGenAddr ip ) {
+   counts_.count( ip, nullptr );
+   hostDel( ip );
+}
+
+void ServicePolicyPerVniSm::count( Lum::Ptr< HostRunningInfo > running ) {
+   if( host( running->ip() ) == running ) counts_.count( running->ip(), running.get() );
 }
 
 void ServicePolicyPerVniSm::handleInitialized() {
@@ -77,10 +81,10 @@ void ServicePolicyPerVniSm::handleHost( Neroli::IpGenAddr ip, SwitchUpdate switc
    auto const previous = getPreviousSwitchPair( ip );
    auto const current = getCurrentSwitchPair( ip, switchUpdated );
    bool const untouched = isUntouched( ip, *running );
-   hostIs( ip, running );
+   holdHost( ip, running );
    if( current.members() == 0 ) {
       TRACE6( trace(), "Host has been aged out or no inside vtep is available" );
-      if( untouched ) hostDel( ip ); // it has never been placed: its deletion must not look like that of the last host
+      if( untouched ) dropHost( ip ); // it has never been placed: its deletion must not look like that of the last host
       deleteHost( ip, previous );
       return;
    }
@@ -124,7 +128,7 @@ bool ServicePolicyPerVniSm::isUntouched( Neroli::IpGenAddr ip, HostRunningInfo c
 
 // The host's own switch has its ingress flow.
 bool ServicePolicyPerVniSm::isDiverted( HostRunningInfo const & running ) const {
-   auto const ingress = insideIngressFlowName( running.ip() );
+   auto const ingress = ingressFlowName( running );
    auto const place = running.insideVtepSwitchPair();
    for( auto const & member : { place.first(), place.second() } ) {
       auto const fragment = publishedFragment( member );
@@ -208,7 +212,7 @@ void ServicePolicyPerVniSm::deleteHost( Neroli::IpGenAddr ip, SwitchPair pair ) 
       manageFlowRemovalForHost( ip, pair, FlowRemoval::leave );
       running->stateIs( State::policyPending );
    }
-   hostDel( ip );
+   dropHost( ip );
 }
 
 void ServicePolicyPerVniSm::handleServiceVni( Vxlan::VniOrNone newVni ) {

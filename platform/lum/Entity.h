@@ -25,7 +25,9 @@
 #include "platform/lum/Collection.h"
 #include "platform/lum/Strep.h"
 
+#include <array>
 #include <memory>
+#include <vector>
 
 namespace Lum {
 
@@ -40,17 +42,96 @@ class WriteObserver {
    ~WriteObserver() = default;
 };
 
-/// The subscriptions to the attributes of all members of one collection of children.
+/// Subscribers by key; made with the first one.
+template< class Key >
+class KeyNotifiees {
+ public:
+   NotifieeList & list( Key const & key ) {
+      if( !lists_ ) lists_ = std::make_unique< Lists >();
+      auto * node = lists_->find( key );
+      if( !node ) node = &lists_->insert( std::make_unique< typename Lists::Node >( key ) );
+      return node->value;
+   }
+   bool empty() const { return !lists_; }
+   NotifieeList const * listIfAny( Key const & key ) const {
+      auto const * node = lists_ ? lists_->find( key ) : nullptr;
+      return node ? &node->value : nullptr;
+   }
+   void dropIfEmpty( Key const & key ) {
+      auto * node = lists_ ? lists_->find( key ) : nullptr;
+      if( node && node->value.empty() ) lists_->remove( *node );
+   }
+
+ private:
+   using Lists = HashMap2018< Key, NotifieeList >;
+   std::unique_ptr< Lists > lists_;
+};
+
+/// What a member function without arguments returns, and whose it is.
+template< class Function >
+struct RouteOf;
+template< class T, class K >
+struct RouteOf< K ( T::* )() const > {
+   using Member = T;
+   using Key = std::remove_cvref_t< K >;
+};
+
+/// The subscriptions to attributes of those members that a route leads to a key.
+class MemberRoute {
+ public:
+   virtual ~MemberRoute() = default;
+   virtual NotifieeList const * listIfAny( Entity const & member, AttributeId attribute ) const = 0;
+};
+
+/// `route` is a member function of the members: the key of one.
+template< auto route >
+class MemberRouteBy final : public MemberRoute {
+ public:
+   using Member = typename RouteOf< decltype( route ) >::Member;
+   using Key = typename RouteOf< decltype( route ) >::Key;
+
+   KeyNotifiees< Key > & notifiees( AttributeId attribute ) { return notifiees_[ attribute ]; }
+   NotifieeList const * listIfAny( Entity const & member, AttributeId attribute ) const override {
+      auto const & notifiees = notifiees_[ attribute ];
+      return notifiees.empty() ? nullptr : notifiees.listIfAny( ( static_cast< Member const & >( member ).*route )() );
+   }
+
+ private:
+   std::array< KeyNotifiees< Key >, maxAttributes > notifiees_;
+};
+
+/// The subscriptions to the attributes of the members of one collection of children.
 class MemberNotifiees {
  public:
+   /// Those to the attribute of all members.
    NotifieeList & list( AttributeId attribute ) {
       if( !lists_ ) lists_ = std::make_unique< NotifieeList[] >( maxAttributes );
       return lists_[ attribute ];
    }
-   NotifieeList const * listIfAny( AttributeId attribute ) const { return lists_ ? &lists_[ attribute ] : nullptr; }
+
+   template< auto route >
+   MemberRouteBy< route > & by() {
+      for( auto const & each : routes_ ) {
+         if( auto * const known = dynamic_cast< MemberRouteBy< route > * >( each.get() ) ) return *known;
+      }
+      LUM_ASSERT( routes_.size() < maxRoutes && "the members of a collection have two routes at most" );
+      routes_.push_back( std::make_unique< MemberRouteBy< route > >() );
+      return static_cast< MemberRouteBy< route > & >( *routes_.back() );
+   }
+
+   /// Whom the change of a member concerns.
+   void addTo( Visit & visit, Entity const & member, AttributeId attribute ) const {
+      if( lists_ ) visit.add( lists_[ attribute ] );
+      for( auto const & route : routes_ ) {
+         if( auto const * list = route->listIfAny( member, attribute ) ) visit.add( *list );
+      }
+   }
 
  private:
+   static constexpr std::size_t maxRoutes = Visit::maxLists - 3; // beside the attribute's list, the key's, the members'
+
    std::unique_ptr< NotifieeList[] > lists_;
+   std::vector< std::unique_ptr< MemberRoute > > routes_;
 };
 
 class Entity : public PtrInterface {
@@ -79,13 +160,12 @@ class Entity : public PtrInterface {
    void lumChanged( AttributeId attribute, NotifieeList const & list, NotifieeList const * keyList, Change change ) {
       if( writeObserver_ ) [[unlikely]]
          writeObserver_->handleWrite( *this, attribute, change.key );
-      auto const * members = siblings_ ? siblings_->listIfAny( attribute ) : nullptr;
-      if( list.empty() && !keyList && ( !members || members->empty() ) ) return;
+      if( list.empty() && !keyList && !siblings_ ) return;
       change.entity = this;
       Visit visit( this );
       visit.add( list );
       if( keyList ) visit.add( *keyList );
-      if( members ) visit.add( *members );
+      if( siblings_ ) siblings_->addTo( visit, *this, attribute );
       visit.run( change, [ & ] { return textOf( fwkType(), "::", lumAttributeName( attribute ) ); } );
    }
 
@@ -95,30 +175,6 @@ class Entity : public PtrInterface {
    Entity * parent_ = nullptr;
    MemberNotifiees const * siblings_ = nullptr;
    AttributeId parentAttribute_ = 0;
-};
-
-/// Subscribers by key; made with the first one.
-template< class Key >
-class KeyNotifiees {
- public:
-   NotifieeList & list( Key const & key ) {
-      if( !lists_ ) lists_ = std::make_unique< Lists >();
-      auto * node = lists_->find( key );
-      if( !node ) node = &lists_->insert( std::make_unique< typename Lists::Node >( key ) );
-      return node->value;
-   }
-   NotifieeList const * listIfAny( Key const & key ) const {
-      auto const * node = lists_ ? lists_->find( key ) : nullptr;
-      return node ? &node->value : nullptr;
-   }
-   void dropIfEmpty( Key const & key ) {
-      auto * node = lists_ ? lists_->find( key ) : nullptr;
-      if( node && node->value.empty() ) lists_->remove( *node );
-   }
-
- private:
-   using Lists = HashMap2018< Key, NotifieeList >;
-   std::unique_ptr< Lists > lists_;
 };
 
 /// What a lookup of an absent key yields: the value's default, which may depend on the key.

@@ -31,6 +31,19 @@
    on( Lum::OnMember< typename LumWatched::LumAttribute_##children,                                                    \
                       typename LumWatched::LumAttribute_##children::Value::LumAttribute_##attribute >{},               \
        []( LumSelf & machine, auto const & child ) { machine.handler( child ); } )
+/// The same for those children alone whose member function `route` returns the machine's argument `keyArgument`.
+#define LUM_ON_MEMBER_OF( children, route, keyArgument, attribute, handler )                                           \
+   on(                                                                                                                 \
+      Lum::OnMemberOf< typename LumWatched::LumAttribute_##children,                                                   \
+                       typename LumWatched::LumAttribute_##children::Value::LumAttribute_##attribute,                  \
+                       &LumWatched::LumAttribute_##children::Value::route >{},                                         \
+      []( LumSelf & machine, auto const & child ) { machine.handler( child ); },                                       \
+      []< class Self >( Self const & machine ) {                                                                       \
+         static_assert(                                                                                                \
+            requires { requires Self::LumAttribute_##keyArgument::form == Lum::Form::argument; },                      \
+            "the key " #keyArgument " of LUM_ON_MEMBER_OF is no constructor argument (LUM_ARG)" );                     \
+         return machine.keyArgument();                                                                                 \
+      } )
 /// A child in `children` comes or goes; `handler` takes the child, which in the latter case is in the collection no
 /// more.
 #define LUM_ON_MEMBERSHIP( children, handler )                                                                         \

@@ -29,7 +29,10 @@
 //  - to the collection: its handler is called with the key of the member that came, changed or went;
 //  - to one key: it is called for that key only, and a change of one key costs nothing to those of other keys;
 //  - to an attribute of every member (child entities only): one subscription stands for a reactor on each member,
-//    whatever their number, and is called with the member whose attribute changed.
+//    whatever their number, and is called with the member whose attribute changed;
+//  - to that of some members: those whose route, a value of theirs, is a key of the subscriber's. The change of a
+//  member
+//    costs nothing to those of other keys. The route is read when the member fires.
 // Subscriptions of all kinds are called in the one order of registration.
 //
 // Retargeting. A reactor (Reactor.h) is a set of subscriptions on one entity, its notifier, that belongs to a machine.
@@ -119,7 +122,7 @@ class NotifieeList {
    Subscription * last_ = nullptr;
 };
 
-/// One firing under way: a walk over up to three lists at once, in the order of registration. It costs the entity and
+/// One firing under way: a walk over some lists at once, in the order of registration. It costs the entity and
 /// the machines no counts: an object whose last pointer goes asks the visits whether they use it, and then stays.
 class Visit {
  public:
@@ -140,9 +143,11 @@ class Visit {
    /// Has the visits that use `machine` keep its owner, too, from which it is about to be cut off.
    static void keepOwner( PtrInterface const & machine );
 
+   /// At most `maxLists` that are not empty.
    void add( NotifieeList const & list ) {
       if( list.first_ ) next_[ lists_++ ] = list.first_;
    }
+   static constexpr unsigned maxLists = 5;
 
    /// How many firings are under way, each nested in the one before.
    static unsigned depth();
@@ -190,7 +195,7 @@ class Visit {
    PtrInterface * machine_ = nullptr; // whose handler runs
    std::unique_ptr< std::vector< Ptr< PtrInterface > > > kept_;
    unsigned lists_ = 0;
-   Subscription * next_[ 3 ];
+   Subscription * next_[ maxLists ];
 };
 
 } // namespace Lum

@@ -26,6 +26,10 @@ template< class Children, class Attribute >
 struct OnMember { // an attribute of every child
    static constexpr char const * name = Attribute::name;
 };
+template< class Children, class Attribute, auto route >
+struct OnMemberOf { // the same of those children whose route is the machine's key
+   static constexpr char const * name = Attribute::name;
+};
 template< class Children >
 struct OnMembership { // a child comes or goes
    static constexpr char const * name = Children::name;
@@ -129,6 +133,10 @@ class Reactor final : public NotifieeConst {
    NotifieeList & listOf( OnMember< C, A > ) const {
       return C::memberNotifiees( *notifier_ ).list( A::id );
    }
+   template< class C, class A, auto route, class KeyOf >
+   NotifieeList & listOf( OnMemberOf< C, A, route >, KeyOf keyOf ) const {
+      return C::memberNotifiees( *notifier_ ).template by< route >().notifiees( A::id ).list( keyOf( machine() ) );
+   }
    template< class C >
    NotifieeList & listOf( OnMembership< C > ) const {
       return C::list( *notifier_ );
@@ -139,6 +147,10 @@ class Reactor final : public NotifieeConst {
    template< class A, class KeyOf >
    void drop( OnKey< A >, KeyOf keyOf ) const {
       A::keyNotifiees( *notifier_ ).dropIfEmpty( keyOf( machine() ) );
+   }
+   template< class C, class A, auto route, class KeyOf >
+   void drop( OnMemberOf< C, A, route >, KeyOf keyOf ) const {
+      C::memberNotifiees( *notifier_ ).template by< route >().notifiees( A::id ).dropIfEmpty( keyOf( machine() ) );
    }
    template< class Kind >
    void drop( Kind ) const {}
@@ -160,6 +172,10 @@ class Reactor final : public NotifieeConst {
    void call( OnMember< C, A >, Handler handler, Change const & change ) {
       auto const member = childOf< C >( change.entity );
       if( member->lumParent() == notifier_.get() ) handler( machine(), member );
+   }
+   template< class C, class A, auto route, class Handler >
+   void call( OnMemberOf< C, A, route >, Handler handler, Change const & change ) {
+      call( OnMember< C, A >{}, handler, change );
    }
    template< class C, class Handler >
    void call( OnMembership< C >, Handler handler, Change const & change ) {
@@ -205,6 +221,8 @@ class Reactor final : public NotifieeConst {
    }
    template< class C, class A, class Handler, class Watches >
    void callAllKeys( OnMember< C, A >, Handler, Watches ) {} // covered by the reaction to the membership
+   template< class C, class A, auto route, class Handler, class Watches >
+   void callAllKeys( OnMemberOf< C, A, route >, Handler, Watches ) {} // the machine knows its members
    template< class C, class Handler, class Watches >
    void callAllKeys( OnMembership< C >, Handler handler, Watches watches ) {
       for( auto const & [ key, member ] : C::all( *notifier_ ) ) {

@@ -54,6 +54,8 @@ class HostRunningInfo : public Lum::Entity {
    LUM_VALUE( insideVtepIngressFlowPresent, bool ); // some switch has programmed its ingress flow. ErrorStatusSm
    ATTRIBUTE_WRITER( originalVniSeen, "operator" );
    ATTRIBUTE_WRITER( serviceVniSeen, "operator" );
+
+   mutable Lum::String flowName; // of its ingress flow, kept for whoever asks again; no attribute
 };
 
 /// One original VNI of a group.
