@@ -31,10 +31,10 @@ struct IpVniPair {
 
 /// Bears the names of the four flow roles. All values of the type are equal.
 struct PolicyFlowName {
-   static inline Lum::String const serviceVtepIngress = "ServiceVtepIngress";
-   static inline Lum::String const serviceVtepEgress = "ServiceVtepEgress";
-   static inline Lum::String const insideVtepIngress = "InsideVtepIngress"; // then "-" and the host's address
-   static inline Lum::String const insideVtepEgress = "InsideVtepEgress";
+   static constexpr char const * serviceVtepIngress = "ServiceVtepIngress";
+   static constexpr char const * serviceVtepEgress = "ServiceVtepEgress";
+   static constexpr char const * insideVtepIngress = "InsideVtepIngress"; // then "-" and the host's address
+   static constexpr char const * insideVtepEgress = "InsideVtepEgress";
 
    friend bool operator==( PolicyFlowName, PolicyFlowName ) { return true; }
    friend bool operator<( PolicyFlowName, PolicyFlowName ) { return false; }

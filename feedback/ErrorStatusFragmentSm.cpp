@@ -23,7 +23,7 @@ Lum::LogHandle const
 using FragmentSm = ErrorStatusPerVtepSm::FragmentSm;
 
 bool isInsideIngressFlow( Lum::String const & flowName ) {
-   return flowName.view().find( PolicyFlowName::insideVtepIngress.view() ) != std::string_view::npos;
+   return flowName.view().find( PolicyFlowName::insideVtepIngress ) != std::string_view::npos;
 }
 
 // This runs while the owner is being made.

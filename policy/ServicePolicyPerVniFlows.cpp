@@ -14,11 +14,13 @@ namespace {
 using State = PolicyRunningState;
 using V1::InterceptPoint;
 
+// Texts that every fragment holds, made once.
 Lum::String const nearSide = "near";
+Lum::String const serviceIngress = PolicyFlowName::serviceVtepIngress;
+Lum::String const serviceEgress = PolicyFlowName::serviceVtepEgress;
+Lum::String const insideEgress = PolicyFlowName::insideVtepEgress;
 
-bool isServiceFlow( Lum::String const & flowName ) {
-   return flowName == PolicyFlowName::serviceVtepIngress || flowName == PolicyFlowName::serviceVtepEgress;
-}
+bool isServiceFlow( Lum::String const & flowName ) { return flowName == serviceIngress || flowName == serviceEgress; }
 
 } // namespace
 
@@ -43,10 +45,10 @@ void ServicePolicyPerVniSm::bringServiceFlowsUp() {
 // Both flows work on every frame of the VNI pair and are tied to the near set.
 void ServicePolicyPerVniSm::createServiceFlowRules( SwitchId switchId ) {
    TRACE8( trace(), " swId: ", switchId );
-   auto const ingress = constructFlow( PolicyFlowName::serviceVtepIngress, originalVni(), {}, {}, serviceVni(),
+   auto const ingress = constructFlow( serviceIngress, originalVni(), {}, {}, serviceVni(),
                                        InterceptPoint::interceptAtIngress, nearSide );
-   auto const egress = constructFlow( PolicyFlowName::serviceVtepEgress, serviceVni(), {}, {}, originalVni(),
-                                      InterceptPoint::interceptAtEgress, nearSide );
+   auto const egress =
+      constructFlow( serviceEgress, serviceVni(), {}, {}, originalVni(), InterceptPoint::interceptAtEgress, nearSide );
    auto const fragment = makeFragment( switchId );
    fragment->flowIs( ingress );
    fragment->flowIs( egress );
@@ -61,8 +63,8 @@ void ServicePolicyPerVniSm::createInterceptFlowRules( Neroli::IpGenAddr ip, Swit
    if( !running ) return;
    auto const ingress = constructFlow( ingressFlowName( *running ), running->originalVni(), running->mac(), {},
                                        running->serviceVni(), InterceptPoint::interceptAtIngress, "" );
-   auto const egress = constructFlow( PolicyFlowName::insideVtepEgress, running->serviceVni(), {}, {},
-                                      running->originalVni(), InterceptPoint::interceptAtEgress, "" );
+   auto const egress = constructFlow( insideEgress, running->serviceVni(), {}, {}, running->originalVni(),
+                                      InterceptPoint::interceptAtEgress, "" );
    auto const fragment = makeFragment( switchId );
    fragment->flowIs( ingress );
    fragment->flowIs( egress );
@@ -131,8 +133,8 @@ void ServicePolicyPerVniSm::clearServiceVtep( SwitchId switchId ) {
    for( auto const & [ ip, running ] : host() ) {
       if( !running->insideVtepSwitchPair().isMember( switchId ) ) fragment->flowDel( ingressFlowName( *running ) );
    }
-   fragment->flowDel( PolicyFlowName::serviceVtepEgress );
-   fragment->flowDel( PolicyFlowName::serviceVtepIngress );
+   fragment->flowDel( serviceEgress );
+   fragment->flowDel( serviceIngress );
    fragment->serviceIntfSetDel( "near" );
    fragment->serviceIntfSetDel( "far" );
    fragment->grCookieIs( "GrCookie" )->isServiceVtepIs( false );
@@ -233,8 +235,8 @@ void ServicePolicyPerVniSm::removeServiceFlowsFromAllVteps() {
       auto const fragment = publishedFragment( switchId );
       if( !fragment ) continue;
       TRACE6( trace(), " Removing ingress and egress service flows from switchId:", switchId );
-      fragment->flowDel( PolicyFlowName::serviceVtepIngress );
-      fragment->flowDel( PolicyFlowName::serviceVtepEgress );
+      fragment->flowDel( serviceIngress );
+      fragment->flowDel( serviceEgress );
    }
 }
 

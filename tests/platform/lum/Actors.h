@@ -21,6 +21,9 @@ class Leaf : public Lum::Entity {
    LUM_VALUE( level, int );
    LUM_SET( spot, int );
    LUM_CHILDREN( twig, int, Twig );
+
+   int side = 0; // no attribute
+   int sideOf() const { return side; }
 };
 
 /// A record that holds its key.

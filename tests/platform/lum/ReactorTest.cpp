@@ -123,6 +123,41 @@ TEST_F( Watched, AnExceptionEndsAtItsHandler ) {
    EXPECT_EQ( stage.logged(), "height=1 fruit1=1 a there" );
 }
 
+/// Watches the leaves whose level is its own, and those on its side.
+class RoutedSm : public Lum::PtrInterface {
+   LUM_MACHINE( RoutedSm );
+   LUM_ARG( stage, Stage * );
+   LUM_ARG( number, int );
+   LUM_ARG_INPUT( tree, Tree const, LUM_ON_MEMBER_OF( leaf, level, number, level, handleLevel ),
+                  LUM_ON_MEMBER_OF( leaf, sideOf, number, level, handleSide ) );
+   void handleInitialized() {}
+   void handleLevel( Lum::Ptr< Leaf const > leaf ) { note( "level", *leaf ); }
+   void handleSide( Lum::Ptr< Leaf const > leaf ) { note( "side", *leaf ); }
+   void note( char const * what, Leaf const & leaf ) { stage()->called( Lum::textOf( number(), what, leaf.name() ) ); }
+};
+
+TEST( Routes, LeadAChangeToTheKeysOfItsMember ) {
+   Stage stage;
+   Lum::Ptr< Tree > const tree = new Tree( "oak" );
+   auto const make = [ & ]( int number ) {
+      return Lum::Factory< RoutedSm >()( &stage, number, Lum::Ptr< Tree const >( tree ) );
+   };
+   auto two = make( 2 ), one = make( 1 );
+   auto const a = tree->leafIs( "a" );
+   Step const story[] = {
+      { "nobody's level, nobody's side", [ & ] { a->levelIs( 9 ); }, "" },
+      { "as it is now, not as it was", [ & ] { a->levelIs( 1 ), a->levelIs( 2 ); }, "1levela 2levela" },
+      { "in the order of registration", [ & ] { a->side = 2, a->levelIs( 1 ); }, "2sidea 1levela" },
+      { "whoever comes later is called later",
+        [ & ] { two = nullptr, two = make( 2 ), a->levelIs( 9 ), a->levelIs( 1 ); }, "2sidea 1levela 2sidea" },
+      { "who goes in the midst is not called",
+        [ & ] { stage.script[ "1levela" ] = [ & ] { two = nullptr; }, a->levelIs( 9 ), a->levelIs( 1 ); },
+        "2sidea 1levela" },
+      { "a leaf that has gone", [ & ] { tree->leafDel( "a" ), a->levelIs( 9 ), a->levelIs( 1 ); }, "" },
+   };
+   play( story, [ & ] { return stage.logged(); } );
+}
+
 TEST( Ownership, AChildKnowsItsHolderAsLongAsItIsHeld ) {
    Lum::Ptr< Tree > tree( new Tree( "oak" ) );
    auto const leaf = tree->leafIs( "a" ), crown = tree->crownIs( "c" ), held = tree->leafIs( "b" );

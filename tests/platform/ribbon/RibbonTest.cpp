@@ -89,6 +89,37 @@ class RibbonTest : public testing::Test {
    fs::path file = directory / "t.rb";
 };
 
+TEST_F( RibbonTest, TheReaderMakesTheTextsOfAddresses ) {
+   initialize();
+   Neroli::IpAddr const vtep( 0xc0000201 );
+   auto const ipv6 = *Neroli::IpGenAddr::parse( "2001:db8::1" );
+   Neroli::EthAddr const mac( 0x0200aa00000b );
+   TRACE6( trace(), vtep, " ", Neroli::IpGenAddr( vtep ), " ", ipv6, " ", Neroli::IpGenAddr(), "|", mac, " ",
+           Vxlan::Vni( 5010 ), " ", Vxlan::VniOrNone() );
+   auto const contents = Ribbon::readFile( file );
+   ASSERT_EQ( contents.messages.size(), 1u );
+   EXPECT_EQ( contents.messages[ 0 ].text, "192.0.2.1 192.0.2.1 2001:db8::1 |02:00:aa:00:00:0b 5010 16777216" );
+}
+
+TEST_F( RibbonTest, ATurnReadsTheClockOnce ) {
+   static double time;
+   time = 0;
+   Lum::clockIs( [] { return ++time; } );
+   initialize();
+   double const before = time;
+   {
+      Ribbon::Turn const turn;
+      TRACE6( trace(), "a" );
+      { Ribbon::Turn const nested; }
+      TRACE6( trace(), "b" );
+      TRACE6( trace(), "c" );
+   }
+   TRACE6( trace(), "d" );
+   std::vector< double > times;
+   for( auto const & message : Ribbon::readFile( file ).messages ) times.push_back( message.time - before );
+   EXPECT_EQ( times, ( std::vector< double >{ 1, 3, 3, 4 } ) );
+}
+
 TEST_F( RibbonTest, TheLastLinesOfAKilledProcessCanBeRead ) {
    inProcessThatDies( [] {
       TRACE8( trace(), " vni: ", 5010 );
