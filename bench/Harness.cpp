@@ -8,9 +8,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <fstream>
 #include <random>
 #include <regex>
 #include <set>
+#include <stdexcept>
+#include <system_error>
 #include <unistd.h>
 
 namespace Bench {
@@ -150,6 +153,9 @@ int run( Suite const & suite, Options const & options ) {
    for( auto const & row : suite.rows() ) {
       if( !row.leftOut && std::regex_search( row.name, chosen ) ) rows.push_back( &row );
    }
+   if( rows.empty() ) throw std::runtime_error( "--rows: no row matches '" + options.rows + "'" );
+   if( !options.json.empty() && !std::ofstream( options.json, std::ios::app ) ) // better now than at the end
+      throw std::system_error( errno, std::generic_category(), "--json: " + options.json );
    auto const needs = needsOf( rows );
    auto quantities = runApart( suite, needs, options.quick ); // before any time is taken: they use all processors
    auto const times = timesOf( suite, needs, options.seed );

@@ -48,7 +48,10 @@ class InstructionCounter : public Meter {
 class PrintedValues : public Apart {
  public:
    explicit PrintedValues( fs::path folder ) : folder_( std::move( folder ) ) {}
-   void value( std::string const & name, double value ) override { std::printf( "%.17g %s\n", value, name.c_str() ); }
+   void value( std::string const & name, double value ) override {
+      std::printf( "%.17g %s\n", value, name.c_str() );
+      std::fflush( stdout ); // it stands, whatever becomes of the next one
+   }
    void count( std::string const & name, std::function< void( Meter & ) > const & work ) override {
       InstructionCounter counter( folder_ );
       work( counter );
