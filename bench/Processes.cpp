@@ -101,7 +101,7 @@ fs::path newFolder() {
 std::map< std::string, double > runApart( Suite const & suite, std::set< std::string > const & needs, bool quick ) {
    std::vector< std::string > names;
    for( auto const & [ name, process ] : suite.aparts() ) {
-      auto const isOurs = [ & ]( std::string const & need ) { return need.starts_with( name + "/" ); };
+      auto const isOurs = [ head = name + "/" ]( std::string const & need ) { return need.starts_with( head ); };
       if( std::any_of( needs.begin(), needs.end(), isOurs ) ) names.push_back( name );
    }
    std::map< std::string, double > all;

@@ -159,16 +159,19 @@ struct OneEach {
 };
 
 void addValueRows( Suite & suite ) {
-   for( auto const & [ reactors, mark ] : { std::pair( 1U, 2.5 ), { 4, 5.5 }, { 64, 80 } } ) {
+   auto const set = [ & ]( unsigned reactors, double mark ) {
       Lazy< Watched< HeightSm > > scene( [ reactors ] { return new Watched< HeightSm >( reactors ); } );
       suite.timed( Lum::textOf( "set a value, reactors: ", reactors ), mark, [ scene, reactors ]( Meter & meter ) {
          auto const tree = ( *scene ).tree;
          unsigned height = tree->height();
          repeat( meter, 6'000'000 / ( 2 + reactors ), [ & ] { tree->heightIs( ++height ); } );
       } );
-   }
+   };
+   set( 1, 2.5 );
+   set( 4, 5.5 );
+   set( 64, 80 );
    Lazy< Watched< HeightSm > > scene( [] { return new Watched< HeightSm >( 1 ); } );
-   suite.timed( "the same value again", 1, [ scene ]( Meter & meter ) mutable {
+   suite.timed( "the same value again", 1, [ scene ]( Meter & meter ) {
       auto const tree = ( *scene ).tree;
       tree->heightIs( 1 );
       unsigned height = 1;
@@ -222,14 +225,14 @@ void addWalkRows( Suite & suite ) {
    Lazy< Keys > keys( [] { return new Keys( randomKeys( members ) ); } );
    std::string const ours = "walk 100 000 members deleting each, 1 reactor";
    std::string const theirs = "the same with std::unordered_map";
-   suite.timed( ours, std::nullopt, [ keys ]( Meter & meter ) mutable {
+   suite.timed( ours, std::nullopt, [ keys ]( Meter & meter ) {
       Watched< FruitSm > const scene( 1 );
       for( auto const & key : *keys ) scene.tree->fruitIs( key, 1 );
       meter.measure( static_cast< double >( ( *keys ).size() ), [ & ] {
          for( auto const & [ key, value ] : scene.tree->fruit() ) scene.tree->fruitDel( key );
       } );
    } );
-   suite.timed( theirs, std::nullopt, [ keys ]( Meter & meter ) mutable {
+   suite.timed( theirs, std::nullopt, [ keys ]( Meter & meter ) {
       std::unordered_map< Key, unsigned > map;
       for( auto const & key : *keys ) map.emplace( key, 1 );
       meter.measure( static_cast< double >( ( *keys ).size() ), [ & ] {
@@ -268,7 +271,7 @@ void addMachineRows( Suite & suite ) {
    } );
    suite.row( { "bytes of a reactor with its registration", Unit::bytes, 96, { "reactor/bytes" } } );
    Lazy< OneEach > scene( [] { return new OneEach; } );
-   suite.timed( "one key changes, 10 000 reactors with a key each", 16, [ scene ]( Meter & meter ) mutable {
+   suite.timed( "one key changes, 10 000 reactors with a key each", 16, [ scene ]( Meter & meter ) {
       auto & [ tree, keys, machines, value ] = *scene;
       auto const all = [ &tree = tree, &keys = keys, &value = value ] {
          for( auto const & key : keys ) tree->fruitIs( key, ++value );
