@@ -52,8 +52,8 @@ void VtepStatusDirSm::LumVtepStatusV2::handleVtepIpAddrEntry() {
    auto const helper = parent()->policyHelperInfo();
    TRACE8( trace(), " switch: ", switchId, " IP Address: ", address );
    // A switch that changes its address leaves its old pair.
-   for( auto const & [ oldIp, pair ] : helper->vtepIpToSwitchPair() ) {
-      if( !pair.isMember( switchId ) || oldIp == ip ) continue;
+   Neroli::IpGenAddr const oldIp( helper->vtepSwitchIdToIp( switchId ) );
+   if( auto const pair = helper->vtepIpToSwitchPair( oldIp ); pair.isMember( switchId ) && oldIp != ip ) {
       TRACE6( trace(), " Old IP Address ", oldIp );
       removeSwitch( oldIp, pair );
    }
