@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <optional>
 #include <rapidjson/error/en.h>
 #include <unordered_set>
 

@@ -52,7 +52,7 @@ class MachineMap : public HashMap2018< K, Ptr< T > > {
 
    /// Removes the machine, with its end. One that takes its place meanwhile stays.
    Ptr< T > del( K const & key ) {
-      auto const held = at( key );
+      auto held = at( key );
       if( held ) runEnd< End::held >( *held );
       if( at( key ) != held ) return held;
       auto gone = take( key );
@@ -98,7 +98,7 @@ class MachineSlot {
 
    /// Removes the machine, with its end. One that takes its place meanwhile stays.
    Ptr< T > del() {
-      auto const held = machine_;
+      auto held = machine_;
       if( held ) runEnd< End::held >( *held );
       if( machine_ != held ) return held;
       auto gone = take();
